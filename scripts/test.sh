@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Builds the project twice (Release, and Debug with AddressSanitizer and UndefinedBehaviorSanitizer)
+# and runs the whole test suite in both builds.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/deps.sh
+jobs=$(nproc)
+cmake -S . -B build -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build build -j "$jobs"
+cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DZOR_SANITIZE=ON -DZOR_BUILD_BENCH=OFF >/dev/null
+cmake --build build-asan -j "$jobs"
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+echo "== Release build"
+(cd build && ctest --output-on-failure -j "$jobs")
+echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
+(cd build-asan && ctest --output-on-failure -j "$jobs")

@@ -1,0 +1,36 @@
+// Base fixture for tests that run plugin code on the stand-in platform: every test starts from a
+// reset platform and must end with no outstanding framework buffers and no live store objects,
+// apart from what the test declares as kept (cache nodes and interface lists of running tasks).
+#ifndef ZOR_TEST_FIXTURE_H
+#define ZOR_TEST_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include "standin/standin.h"
+
+class PlatformTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        standin::ResetAll();
+        baseline_ = standin::Alloc().outstandingBuffers;
+    }
+    void TearDown() override
+    {
+        if (checkLeaks_) {
+            EXPECT_EQ(standin::Alloc().outstandingBuffers, baseline_ + keptBuffers_) << "framework buffers leaked";
+            EXPECT_EQ(standin::store::LiveObjects(), 0u) << "store objects leaked";
+        }
+    }
+    // Buffers the test expects to stay allocated at its end (for example cache nodes of a task
+    // that is still running).
+    void ExpectKeptBuffers(uint64_t n) { keptBuffers_ = n; }
+    void SkipLeakCheck() { checkLeaks_ = false; }
+
+private:
+    uint64_t baseline_ = 0;
+    uint64_t keptBuffers_ = 0;
+    bool checkLeaks_ = true;
+};
+
+#endif
