@@ -53,7 +53,7 @@ struct GpbField {
     GpbValue value;
     uint16_t offset;
     uint16_t capacity; /* Text only */
-    const char *jsonName;
+    const char *jsonName; /* JSON member name; null = the field is carried in GPB only */
 };
 
 struct GpbTable {

@@ -1,0 +1,159 @@
+/* Thin layer over cJSON used by every JSON encoder of the plugin. Counters go into the document as
+ * strings of decimal digits and use rates as "%.2f%" texts; printed documents are handed back as
+ * copies in framework memory. cJSON's own allocations never leave this file. */
+#include "encoding/json.h"
+
+#include <cstring>
+
+#include "platform/platform.h"
+#include "runtime/frm_buffer.h"
+
+namespace {
+constexpr uint32_t kNumberTextLen = 32;
+}
+
+cJSON *IFM_JSON_AllocObject() { return cJSON_CreateObject(); }
+
+cJSON *IFM_JSON_AllocArray() { return cJSON_CreateArray(); }
+
+cJSON *IFM_JSON_ObjectAddObject(cJSON *object, const char *name) { return cJSON_AddObjectToObject(object, name); }
+
+cJSON *IFM_JSON_ObjectAddArray(cJSON *object, const char *name) { return cJSON_AddArrayToObject(object, name); }
+
+cJSON *IFM_JSON_ObjectAddNumber(cJSON *object, const char *name, double value)
+{
+    return cJSON_AddNumberToObject(object, name, value);
+}
+
+cJSON *IFM_JSON_ObjectAddString(cJSON *object, const char *name, const char *value, uint32_t valueSize)
+{
+    (void)valueSize; /* cJSON copies up to the terminator */
+    return cJSON_AddStringToObject(object, name, value);
+}
+
+cJSON_bool IFM_JSON_AddItemToObject(cJSON *object, const char *name, cJSON *item)
+{
+    return cJSON_AddItemToObject(object, name, item);
+}
+
+cJSON_bool IFM_JSON_AddItemToArray(cJSON *array, cJSON *item) { return cJSON_AddItemToArray(array, item); }
+
+void IFM_JSON_NodeFree(cJSON *item)
+{
+    if (item != nullptr) {
+        cJSON_Delete(item);
+    }
+}
+
+void IFM_JSON_Free(void *text)
+{
+    if (text != nullptr) {
+        cJSON_free(text);
+    }
+}
+
+cJSON *IFM_JSON_ObjectAddUINT64(cJSON *object, const char *name, uint64_t value)
+{
+    char text[kNumberTextLen];
+    (void)memset_s(text, sizeof(text), 0, sizeof(text));
+    (void)snprintf_truncated_s(text, sizeof(text), "%llu", static_cast<unsigned long long>(value));
+    return IFM_JSON_ObjectAddString(object, name, text, kNumberTextLen);
+}
+
+cJSON *IFM_JSON_ObjectAddDOUBLPercent(cJSON *object, const char *name, double value)
+{
+    char text[IFM_PERCENT_TEXT_LEN];
+    (void)IFM_FormatPercent(value, text);
+    return IFM_JSON_ObjectAddString(object, name, text, IFM_PERCENT_TEXT_LEN);
+}
+
+char *IFM_StrDup(const char *text, uint64_t *length)
+{
+    if (text == nullptr) {
+        return nullptr;
+    }
+    const size_t n = strlen(text);
+    FrmBuffer copy(static_cast<uint32_t>(n + 1));
+    if (!copy) {
+        return nullptr;
+    }
+    char *dest = copy.as<char>();
+    if (strcpy_s(dest, n + 1, text) != 0) {
+        MDTLM_WriteLog(2, "IFM_StrDup:strcpy_s error.");
+    }
+    dest[n] = '\0';
+    if (length != nullptr) {
+        *length = n;
+    }
+    return static_cast<char *>(copy.release());
+}
+
+char *IFM_JSON_EncodeUnformatted(const cJSON *root)
+{
+    if (root == nullptr) {
+        return nullptr;
+    }
+    char *printed = cJSON_PrintUnformatted(root);
+    if (printed == nullptr) {
+        return nullptr;
+    }
+    char *copy = IFM_StrDup(printed, nullptr);
+    IFM_JSON_Free(printed);
+    return copy;
+}
+
+namespace {
+
+/* A Text row whose field fills its whole capacity has no terminator; cJSON needs one, so such a
+ * text goes through a terminated copy in framework memory. */
+cJSON *AddTextMember(cJSON *object, const GpbField &row, const char *text)
+{
+    const size_t length = strnlen(text, row.capacity);
+    if (length < row.capacity) {
+        return IFM_JSON_ObjectAddString(object, row.jsonName, text, row.capacity);
+    }
+    FrmBuffer copy(static_cast<uint32_t>(length) + 1u);
+    if (!copy) {
+        return nullptr;
+    }
+    if (length != 0) {
+        (void)memcpy_s(copy.get(), length + 1, text, length);
+    }
+    return IFM_JSON_ObjectAddString(object, row.jsonName, copy.as<char>(), row.capacity);
+}
+
+} // namespace
+
+uint32_t IFM_JSON_TableAdd(cJSON *object, const GpbTable &table, const void *record)
+{
+    if (object == nullptr || record == nullptr) {
+        return 0;
+    }
+    const uint8_t *base = static_cast<const uint8_t *>(record);
+    for (uint32_t i = 0; i < table.count; ++i) {
+        const GpbField &row = table.fields[i];
+        if (row.jsonName == nullptr) {
+            continue; /* the field is carried in GPB only */
+        }
+        const uint8_t *field = base + row.offset;
+        cJSON *member = nullptr;
+        switch (row.value) {
+        case GpbValue::U64:
+            member = IFM_JSON_ObjectAddUINT64(object, row.jsonName, *reinterpret_cast<const uint64_t *>(field));
+            break;
+        case GpbValue::U32:
+            member = IFM_JSON_ObjectAddUINT64(object, row.jsonName, *reinterpret_cast<const uint32_t *>(field));
+            break;
+        case GpbValue::Percent:
+            member = IFM_JSON_ObjectAddDOUBLPercent(object, row.jsonName, *reinterpret_cast<const double *>(field));
+            break;
+        case GpbValue::Text:
+            member = AddTextMember(object, row, reinterpret_cast<const char *>(field));
+            break;
+        }
+        if (member == nullptr) {
+            return 0;
+        }
+    }
+    return 1;
+}

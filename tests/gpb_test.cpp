@@ -1,0 +1,261 @@
+// GPB primitives and field tables, cross-checked against the standard protobuf library.
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+#include <google/protobuf/wire_format_lite.h>
+
+#include "encoding/gpb.h"
+#include "ifm.pb.h"
+#include "oc_interfaces.pb.h"
+#include "support/fixture.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using google::protobuf::io::CodedOutputStream;
+using WFL = google::protobuf::internal::WireFormatLite;
+
+Bytes Reference(const std::function<void(CodedOutputStream &)> &write)
+{
+    uint8_t buf[1024];
+    size_t n;
+    {
+        google::protobuf::io::ArrayOutputStream stream(buf, sizeof(buf));
+        CodedOutputStream out(&stream);
+        write(out);
+        n = static_cast<size_t>(out.ByteCount());
+    }
+    return Bytes(buf, buf + n);
+}
+
+const uint32_t kFieldNumbers[] = {1, 15, 16, 2047, 2048, 262143, 262144, 33554431, 33554432, 536870911};
+
+class GpbTest : public PlatformTest {};
+
+TEST_F(GpbTest, VarIntMatchesProtobufOverTheWholeRange)
+{
+    std::vector<uint64_t> values{0, UINT64_MAX};
+    for (int k = 0; k < 64; ++k) {
+        values.insert(values.end(), {(1ull << k) - 1, 1ull << k, (1ull << k) + 1});
+    }
+    std::mt19937_64 rng(20240611);
+    for (int i = 0; i < 500; ++i) {
+        values.push_back(rng() >> (rng() % 64));
+    }
+    for (uint64_t value : values) {
+        const Bytes ref = Reference([&](CodedOutputStream &o) { o.WriteVarint64(value); });
+        const uint32_t n = static_cast<uint32_t>(ref.size());
+        ASSERT_EQ(IFM_GPB_GetValueSizeOfInteger(value), n) << value;
+        uint8_t buf[12];
+        memset(buf, 0xEE, sizeof(buf));
+        ASSERT_EQ(IFM_GPB_EncodingWriteVarInt(value, buf, n - 1), 0u) << value;
+        ASSERT_EQ(buf[0], 0xEE) << "nothing is written when the varint does not fit";
+        ASSERT_EQ(IFM_GPB_EncodingWriteVarInt(value, buf, n), n) << value;
+        ASSERT_EQ(Bytes(buf, buf + n), ref) << value;
+        ASSERT_EQ(buf[n], 0xEE);
+        uint64_t back = 0;
+        ASSERT_EQ(IFM_GPB_EncodingReadVarInt(&back, buf, sizeof(buf)), n);
+        ASSERT_EQ(back, value);
+    }
+}
+
+TEST_F(GpbTest, FieldsMatchProtobufForEveryFieldNumberSize)
+{
+    for (uint32_t f : kFieldNumbers) {
+        const Bytes lenKey =
+            Reference([&](CodedOutputStream &o) { o.WriteTag(WFL::MakeTag(f, WFL::WIRETYPE_LENGTH_DELIMITED)); });
+        uint8_t key[8];
+        uint32_t decoded = 0;
+        EXPECT_EQ(IFM_GPB_GetEncodingSizeOfType(f), lenKey.size());
+        EXPECT_EQ(IFM_GPB_EncodeType(key, sizeof(key), f, GPB_KIND_NONE), 0u);
+        ASSERT_EQ(IFM_GPB_EncodeType(key, sizeof(key), f, GPB_KIND_NODE), lenKey.size());
+        EXPECT_EQ(Bytes(key, key + lenKey.size()), lenKey);
+        EXPECT_EQ(IFM_GPB_DecodeType(key, sizeof(key), &decoded), lenKey.size());
+        EXPECT_EQ(decoded, f);
+
+        for (uint64_t value : {uint64_t{0}, uint64_t{128}, uint64_t{1} << 35, ~uint64_t{0}}) {
+            const Bytes ref = Reference([&](CodedOutputStream &o) { WFL::WriteUInt64(f, value, &o); });
+            const uint32_t n = static_cast<uint32_t>(ref.size());
+            uint8_t buf[16];
+            ASSERT_EQ(IFM_GPB_GetEncodingSizeOfIntegerType(f, value), n);
+            EXPECT_EQ(IFM_GPB_EncodeIntegerType(buf, n - 1, f, value), 0u) << "key fits, value does not";
+            ASSERT_EQ(IFM_GPB_EncodeIntegerType(buf, n, f, value), n);
+            EXPECT_EQ(Bytes(buf, buf + n), ref);
+        }
+        for (uint32_t len : {0u, 1u, 128u, 300u}) {
+            const std::string text(len, 'x');
+            const Bytes ref = Reference([&](CodedOutputStream &o) { WFL::WriteString(f, text, &o); });
+            const uint32_t n = static_cast<uint32_t>(ref.size());
+            Bytes buf(n + 1, 0xEE);
+            ASSERT_EQ(IFM_GPB_GetEncodingSizeOfStringType(f, len), n);
+            EXPECT_EQ(IFM_GPB_EncodeStringType(buf.data(), n - 1, f, len, text.data()), 0u);
+            ASSERT_EQ(IFM_GPB_EncodeStringType(buf.data(), n, f, len, text.data()), n);
+            EXPECT_EQ(Bytes(buf.begin(), buf.begin() + n), ref);
+            EXPECT_EQ(buf[n], 0xEE) << "no terminator";
+            // The node header is the same key and length without the content.
+            EXPECT_EQ(IFM_GPB_EncodeNodeType(buf.data(), n, f, len) + len, n);
+            EXPECT_EQ(IFM_GPB_GetEncodingSizeOfNodeType(f, len), n);
+
+            uint32_t field = 0, outLen = 0;
+            Bytes out(len + 1, 0);
+            ASSERT_EQ(IFM_GPB_DecodeStringType(ref.data(), n, &field, &outLen, out.data()), n);
+            EXPECT_EQ(field, f);
+            EXPECT_EQ(std::string(out.begin(), out.begin() + outLen), text);
+            EXPECT_EQ(IFM_GPB_DecodeStringType(ref.data(), n - 1, &field, &outLen, out.data()), 0u);
+        }
+    }
+    // The key is built in 64 bits: the largest u32 field number does not wrap.
+    uint8_t buf[8];
+    uint32_t decoded = 0;
+    ASSERT_EQ(IFM_GPB_EncodeType(buf, sizeof(buf), UINT32_MAX, GPB_KIND_INTEGER), 5u);
+    EXPECT_EQ(IFM_GPB_DecodeType(buf, sizeof(buf), &decoded), 5u);
+    EXPECT_EQ(decoded, UINT32_MAX);
+    ASSERT_EQ(IFM_GPB_EncodeNodeType(buf, sizeof(buf), 2, 300), 3u);
+    EXPECT_EQ(Bytes(buf, buf + 3), (Bytes{0x12, 0xAC, 0x02}));
+}
+
+TEST_F(GpbTest, ReadersRefuseTruncatedAndOverlongVarInts)
+{
+    const uint8_t eleven[11] = {0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
+    const uint8_t open[3] = {0x0A, 0x82, 0x83};
+    uint64_t value = 42;
+    uint32_t field = 99, len = 99;
+    EXPECT_EQ(IFM_GPB_EncodingReadVarInt(&value, eleven, sizeof(eleven)), 0u);
+    EXPECT_EQ(IFM_GPB_EncodingReadVarInt(&value, open + 1, 2), 0u);
+    EXPECT_EQ(IFM_GPB_EncodingReadVarInt(&value, open, 0), 0u);
+    EXPECT_EQ(value, 42u) << "a failed read leaves the result untouched";
+    EXPECT_EQ(IFM_GPB_DecodeType(open + 1, 2, &field), 0u);
+    EXPECT_EQ(field, 0u);
+    EXPECT_EQ(IFM_GPB_DecodeStringType(open, sizeof(open), &field, &len, nullptr), 0u);
+    EXPECT_EQ(len, 0u);
+    // Bits above 63 in the tenth byte are dropped; what follows the varint is not read.
+    const uint8_t wide[11] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0x80};
+    EXPECT_EQ(IFM_GPB_EncodingReadVarInt(&value, wide, sizeof(wide)), 10u);
+    EXPECT_EQ(value, UINT64_MAX);
+}
+
+TEST_F(GpbTest, FailedCopyIsLoggedAndCounted)
+{
+    EXPECT_EQ(IFM_GPB_EncodingWriteVarInt(300, nullptr, 5), 2u);
+    EXPECT_EQ(standin::CountLog("gpbencode WriteVarInt:memcpy_s error. bufLen = 5 , step = 2 ", 2), 1u);
+}
+
+// ---- Field tables ----
+
+struct Sample {
+    uint64_t a;
+    uint32_t b;
+    char name[8];
+    double rate;
+    uint64_t c[2];
+};
+
+constexpr GpbField kRows[] = {
+    {20, GpbValue::U64, offsetof(Sample, a), 0, "a"},
+    {3, GpbValue::U32, offsetof(Sample, b), 0, "b"},
+    {1, GpbValue::Text, offsetof(Sample, name), sizeof(Sample::name), "name"},
+    {5, GpbValue::Percent, offsetof(Sample, rate), 0, "rate"},
+    {2047, GpbValue::U64, offsetof(Sample, c), 0, "c"},
+};
+
+Bytes TableBytes(const GpbTable &table, const void *record)
+{
+    Bytes out(IFM_GPB_TableSize(table, record));
+    uint8_t *cursor = out.data();
+    uint32_t remain = static_cast<uint32_t>(out.size());
+    EXPECT_EQ(IFM_GPB_TableWrite(table, record, &cursor, &remain), 0u);
+    EXPECT_EQ(remain, 0u);
+    EXPECT_EQ(cursor, out.data() + out.size());
+    return out;
+}
+
+TEST_F(GpbTest, TableSizeEqualsTableWrite)
+{
+    std::mt19937_64 rng(99);
+    for (int i = 0; i < 300; ++i) {
+        Sample s{};
+        s.a = rng() >> (rng() % 64);
+        s.b = static_cast<uint32_t>(rng());
+        const std::string name = std::string("GE1/0/1x").substr(0, rng() % 9); // up to a full, unterminated field
+        memcpy(s.name, name.data(), name.size());
+        s.rate = static_cast<double>(rng() % 10001) / 100.0;
+        s.c[0] = rng();
+        Bytes buf = TableBytes(IFM_GpbTable(kRows), &s);
+        const Bytes ref = Reference([&](CodedOutputStream &o) {
+            char pct[32];
+            snprintf(pct, sizeof(pct), "%.2f%%", s.rate);
+            WFL::WriteUInt64(20, s.a, &o);
+            WFL::WriteUInt64(3, s.b, &o);
+            WFL::WriteString(1, name, &o);
+            WFL::WriteString(5, pct, &o);
+            WFL::WriteUInt64(2047, s.c[0], &o);
+        });
+        ASSERT_EQ(buf, ref);
+
+        // One byte short: the write fails and the caller's cursor stays put.
+        uint8_t *cursor = buf.data();
+        uint32_t remain = static_cast<uint32_t>(buf.size()) - 1;
+        ASSERT_EQ(IFM_GPB_TableWrite(IFM_GpbTable(kRows), &s, &cursor, &remain), 1u);
+        ASSERT_EQ(cursor, buf.data());
+    }
+}
+
+void AppendNode(Bytes &out, uint32_t field, const Bytes &content)
+{
+    uint8_t header[16];
+    const uint32_t n = IFM_GPB_EncodeNodeType(header, sizeof(header), field, static_cast<uint32_t>(content.size()));
+    out.insert(out.end(), header, header + n);
+    out.insert(out.end(), content.begin(), content.end());
+}
+
+TEST_F(GpbTest, TableMessagesDecodeWithTheMessageDescriptions)
+{
+    // common-statistics: fields out of ascending order, a use rate as text.
+    constexpr GpbField common[] = {{7, GpbValue::U64, offsetof(Sample, c), 0, nullptr},
+                                   {3, GpbValue::U64, offsetof(Sample, c) + 8, 0, nullptr},
+                                   {23, GpbValue::U64, offsetof(Sample, a), 0, nullptr},
+                                   {5, GpbValue::Percent, offsetof(Sample, rate), 0, nullptr}};
+    constexpr GpbField name[] = {{1, GpbValue::Text, offsetof(Sample, name), sizeof(Sample::name), nullptr}};
+    const Sample s{UINT64_MAX, 100, "GE1/0/1", 12.5, {7, 3}};
+    Bytes iface = TableBytes(IFM_GpbTable(name), &s), ifaces, root;
+    AppendNode(iface, 28, TableBytes(IFM_GpbTable(common), &s));
+    AppendNode(ifaces, 1, iface);
+    AppendNode(root, 2, ifaces);
+    AppendNode(root, 2, ifaces);
+    zor::ifm::Ifm ifm;
+    ASSERT_TRUE(ifm.ParseFromArray(root.data(), static_cast<int>(root.size())));
+    ASSERT_EQ(ifm.interfaces_size(), 2);
+    const zor::ifm::Interface &i = ifm.interfaces(1).interface();
+    EXPECT_EQ(i.name(), "GE1/0/1");
+    EXPECT_EQ(i.common_statistics().out_bit_rate(), 7u);
+    EXPECT_EQ(i.common_statistics().in_bit_rate(), 3u);
+    EXPECT_EQ(i.common_statistics().send_drop_packet(), UINT64_MAX);
+    EXPECT_EQ(i.common_statistics().in_use_rate(), "12.50%");
+
+    // Subinterface state: index 6 on both sides of the nested counters node.
+    constexpr GpbField index[] = {{6, GpbValue::U32, offsetof(Sample, b), 0, nullptr}};
+    constexpr GpbField counters[] = {{1, GpbValue::U64, offsetof(Sample, c), 0, nullptr},
+                                     {16, GpbValue::U64, offsetof(Sample, a), 0, nullptr}};
+    Bytes state = TableBytes(IFM_GpbTable(index), &s), subif, subifs, top;
+    AppendNode(state, 2, TableBytes(IFM_GpbTable(counters), &s));
+    const Bytes again = TableBytes(IFM_GpbTable(index), &s);
+    state.insert(state.end(), again.begin(), again.end());
+    AppendNode(subif, 3, state);
+    AppendNode(subifs, 1, subif);
+    AppendNode(top, 5, subifs);
+    zor::oc::Interface oc;
+    ASSERT_TRUE(oc.ParseFromArray(top.data(), static_cast<int>(top.size())));
+    const zor::oc::State &st = oc.subinterfaces().subinterface(0).state();
+    ASSERT_EQ(st.index_size(), 2);
+    EXPECT_EQ(st.index(1), 100u);
+    EXPECT_EQ(st.counters().carrier_transitions(), 7u);
+    EXPECT_EQ(st.counters().out_unicast_pkts(), UINT64_MAX);
+}
+
+} // namespace
