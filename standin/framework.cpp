@@ -1,0 +1,405 @@
+// Stand-in telemetry framework (buffers, log, operation table), component registry and device
+// management, plus the global reset of the whole stand-in platform.
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include "standin/standin.h"
+
+namespace {
+
+// ---- Buffers -------------------------------------------------------------------------------
+
+// Every buffer is preceded by this header; it lets MDTLM_FreeBuff account for the size and
+// recognise pointers that did not come from MDTLM_AllocBuff (or were already freed).
+struct alignas(16) BuffHeader {
+    uint64_t size;
+    uint32_t magic;
+    uint32_t pad;
+};
+static_assert(sizeof(BuffHeader) == 16, "buffer header keeps 16-byte alignment");
+
+constexpr uint32_t kLiveMagic = 0x4D44424Cu; // "MDBL"
+constexpr uint32_t kDeadMagic = 0x44454144u; // "DEAD"
+constexpr unsigned char kFillPattern = 0xA5;  // new buffers are not zeroed: make that visible
+
+struct AllocState {
+    std::mutex mu;
+    standin::AllocStats stats{};
+    uint64_t failCountdown = 0; // 0: no fault armed; otherwise the call that fails, counted down
+    bool failEvery = false;     // the armed fault keeps failing once it has triggered
+    bool failing = false;       // an "every" fault has triggered
+};
+
+AllocState &Allocs()
+{
+    static AllocState state;
+    return state;
+}
+
+// Decides under the lock whether this allocation call is one that must fail.
+bool AllocShouldFail(AllocState &st)
+{
+    if (st.failing) {
+        return true;
+    }
+    if (st.failCountdown == 0) {
+        return false;
+    }
+    if (--st.failCountdown != 0) {
+        return false;
+    }
+    if (st.failEvery) {
+        st.failing = true;
+    }
+    return true;
+}
+
+// ---- Log -----------------------------------------------------------------------------------
+
+std::atomic<uint32_t> g_logMinLevel{0};
+std::atomic<uint32_t> g_logEchoLevel{0};
+std::atomic<bool> g_logCapture{true};
+
+struct LogState {
+    std::mutex mu;
+    std::vector<standin::LogLine> lines;
+};
+
+LogState &Log()
+{
+    static LogState state;
+    return state;
+}
+
+// ---- Operation table, registry, device -----------------------------------------------------
+
+struct FrameworkState {
+    std::mutex mu;
+    standin::RegHandler reg;
+    standin::UploadHandler upload;
+    uint32_t vtblResult = 0;
+    uint32_t lastCompId = 0;
+    uint32_t lastVtblId = 0;
+    uint32_t boardType = 6;
+    uint32_t boardResult = 0;
+};
+
+FrameworkState &Frm()
+{
+    static FrameworkState state;
+    return state;
+}
+
+uint32_t RegXpathSlot(uint32_t moduleId, const char *path, const TlmSensorReg *reg)
+{
+    standin::RegHandler handler;
+    {
+        std::lock_guard<std::mutex> lock(Frm().mu);
+        handler = Frm().reg;
+    }
+    return handler ? handler(moduleId, path, reg) : 0;
+}
+
+uint32_t UploadDataSlot(uint32_t moduleId, const SampleData *sample)
+{
+    standin::UploadHandler handler;
+    {
+        std::lock_guard<std::mutex> lock(Frm().mu);
+        handler = Frm().upload;
+    }
+    return handler ? handler(moduleId, sample) : 0;
+}
+
+MdTlmFrmVtbl g_table = {nullptr, nullptr, nullptr, RegXpathSlot, UploadDataSlot};
+
+} // namespace
+
+// ---- C functions of the platform boundary ---------------------------------------------------
+
+extern "C" void *MDTLM_AllocBuff(uint32_t size)
+{
+    AllocState &st = Allocs();
+    {
+        std::lock_guard<std::mutex> lock(st.mu);
+        ++st.stats.allocCalls;
+        if (AllocShouldFail(st)) {
+            ++st.stats.failedAllocs;
+            return nullptr;
+        }
+    }
+    auto *head = static_cast<BuffHeader *>(std::malloc(sizeof(BuffHeader) + size));
+    if (head == nullptr) {
+        std::lock_guard<std::mutex> lock(st.mu);
+        ++st.stats.failedAllocs;
+        return nullptr;
+    }
+    head->size = size;
+    head->magic = kLiveMagic;
+    head->pad = 0;
+    void *buf = head + 1;
+    std::memset(buf, kFillPattern, size);
+    std::lock_guard<std::mutex> lock(st.mu);
+    ++st.stats.outstandingBuffers;
+    st.stats.outstandingBytes += size;
+    if (st.stats.outstandingBytes > st.stats.peakBytes) {
+        st.stats.peakBytes = st.stats.outstandingBytes;
+    }
+    return buf;
+}
+
+extern "C" void MDTLM_FreeBuff(void *buf)
+{
+    if (buf == nullptr) {
+        return;
+    }
+    auto *head = static_cast<BuffHeader *>(buf) - 1;
+    if (head->magic != kLiveMagic) {
+        std::fprintf(stderr, "standin: MDTLM_FreeBuff(%p): not a live framework buffer (double free?)\n", buf);
+        std::abort();
+    }
+    head->magic = kDeadMagic;
+    const uint64_t size = head->size;
+    std::free(head);
+    AllocState &st = Allocs();
+    std::lock_guard<std::mutex> lock(st.mu);
+    ++st.stats.freeCalls;
+    --st.stats.outstandingBuffers;
+    st.stats.outstandingBytes -= size;
+}
+
+extern "C" void MDTLM_WriteLog(uint32_t level, const char *format, ...)
+{
+    // Filter first: a dropped line costs no formatting.
+    if (level < g_logMinLevel.load(std::memory_order_relaxed)) {
+        return;
+    }
+    const bool capture = g_logCapture.load(std::memory_order_relaxed);
+    const uint32_t echo = g_logEchoLevel.load(std::memory_order_relaxed);
+    const bool doEcho = echo != 0 && level >= echo;
+    if ((!capture && !doEcho) || format == nullptr) {
+        return;
+    }
+
+    va_list args;
+    va_start(args, format);
+    va_list again;
+    va_copy(again, args);
+    char small[256];
+    const int len = std::vsnprintf(small, sizeof(small), format, args);
+    va_end(args);
+    std::string text;
+    if (len >= 0 && static_cast<size_t>(len) < sizeof(small)) {
+        text.assign(small, static_cast<size_t>(len));
+    } else if (len >= 0) {
+        text.resize(static_cast<size_t>(len) + 1);
+        std::vsnprintf(&text[0], text.size(), format, again);
+        text.resize(static_cast<size_t>(len));
+    }
+    va_end(again);
+
+    if (doEcho) {
+        std::fprintf(stderr, "[mdtlm %u] %s\n", level, text.c_str());
+    }
+    if (capture) {
+        std::lock_guard<std::mutex> lock(Log().mu);
+        Log().lines.push_back({level, std::move(text)});
+    }
+}
+
+extern "C" uint32_t COMP_GetVTable(uint32_t compId, uint32_t vtblId, void **table)
+{
+    FrameworkState &f = Frm();
+    std::lock_guard<std::mutex> lock(f.mu);
+    f.lastCompId = compId;
+    f.lastVtblId = vtblId;
+    if (f.vtblResult != 0) {
+        return f.vtblResult;
+    }
+    if (table == nullptr) {
+        return 1;
+    }
+    *table = &g_table;
+    return 0;
+}
+
+extern "C" uint32_t DEVM_GetSelfBoardType(uint32_t *boardType)
+{
+    FrameworkState &f = Frm();
+    std::lock_guard<std::mutex> lock(f.mu);
+    if (f.boardResult != 0) {
+        return f.boardResult;
+    }
+    if (boardType == nullptr) {
+        return 1;
+    }
+    *boardType = f.boardType;
+    return 0;
+}
+
+// ---- Control API ----------------------------------------------------------------------------
+
+namespace standin {
+
+AllocStats Alloc()
+{
+    std::lock_guard<std::mutex> lock(Allocs().mu);
+    return Allocs().stats;
+}
+
+void ResetAllocPeak()
+{
+    std::lock_guard<std::mutex> lock(Allocs().mu);
+    Allocs().stats.peakBytes = Allocs().stats.outstandingBytes;
+}
+
+void ResetAllocCalls()
+{
+    std::lock_guard<std::mutex> lock(Allocs().mu);
+    Allocs().stats.allocCalls = 0;
+    Allocs().stats.failedAllocs = 0;
+    Allocs().stats.freeCalls = 0;
+}
+
+void FailAllocAt(uint64_t nth)
+{
+    std::lock_guard<std::mutex> lock(Allocs().mu);
+    Allocs().failCountdown = nth;
+    Allocs().failEvery = false;
+    Allocs().failing = false;
+}
+
+void FailAllocFrom(uint64_t nth)
+{
+    std::lock_guard<std::mutex> lock(Allocs().mu);
+    Allocs().failCountdown = nth;
+    Allocs().failEvery = true;
+    Allocs().failing = false;
+}
+
+void ClearAllocFaults()
+{
+    FailAllocAt(0);
+}
+
+void SetLogLevel(uint32_t minLevel)
+{
+    g_logMinLevel.store(minLevel);
+}
+
+void SetLogEcho(uint32_t minLevel)
+{
+    g_logEchoLevel.store(minLevel);
+}
+
+void SetLogCapture(bool on)
+{
+    g_logCapture.store(on);
+}
+
+const std::vector<LogLine> &Logs()
+{
+    return Log().lines;
+}
+
+void ClearLogs()
+{
+    std::lock_guard<std::mutex> lock(Log().mu);
+    Log().lines.clear();
+}
+
+size_t CountLog(const std::string &text, uint32_t level)
+{
+    std::lock_guard<std::mutex> lock(Log().mu);
+    size_t n = 0;
+    for (const LogLine &line : Log().lines) {
+        if (line.text == text && (level == 0 || line.level == level)) {
+            ++n;
+        }
+    }
+    return n;
+}
+
+size_t CountLogContaining(const std::string &part)
+{
+    std::lock_guard<std::mutex> lock(Log().mu);
+    size_t n = 0;
+    for (const LogLine &line : Log().lines) {
+        if (line.text.find(part) != std::string::npos) {
+            ++n;
+        }
+    }
+    return n;
+}
+
+void SetRegHandler(RegHandler handler)
+{
+    std::lock_guard<std::mutex> lock(Frm().mu);
+    Frm().reg = std::move(handler);
+}
+
+void SetUploadHandler(UploadHandler handler)
+{
+    std::lock_guard<std::mutex> lock(Frm().mu);
+    Frm().upload = std::move(handler);
+}
+
+MdTlmFrmVtbl *FrameworkTable()
+{
+    return &g_table;
+}
+
+void SetVTableResult(uint32_t rc)
+{
+    std::lock_guard<std::mutex> lock(Frm().mu);
+    Frm().vtblResult = rc;
+}
+
+void SetBoardType(uint32_t boardType, uint32_t rc)
+{
+    std::lock_guard<std::mutex> lock(Frm().mu);
+    Frm().boardType = boardType;
+    Frm().boardResult = rc;
+}
+
+uint32_t LastVTableCompId()
+{
+    std::lock_guard<std::mutex> lock(Frm().mu);
+    return Frm().lastCompId;
+}
+
+uint32_t LastVTableVtblId()
+{
+    std::lock_guard<std::mutex> lock(Frm().mu);
+    return Frm().lastVtblId;
+}
+
+void ResetAll()
+{
+    {
+        std::lock_guard<std::mutex> lock(Frm().mu);
+        FrameworkState &f = Frm();
+        f.reg = nullptr;
+        f.upload = nullptr;
+        f.vtblResult = 0;
+        f.lastCompId = 0;
+        f.lastVtblId = 0;
+        f.boardType = 6;
+        f.boardResult = 0;
+        g_table = MdTlmFrmVtbl{nullptr, nullptr, nullptr, RegXpathSlot, UploadDataSlot};
+    }
+    // Outstanding buffers stay as they are so that leak checks by difference keep working.
+    ClearAllocFaults();
+    SetLogLevel(0);
+    SetLogEcho(0);
+    SetLogCapture(true);
+    ClearLogs();
+    UseRealClock();
+    FailGettimeofday(0);
+    store::Reset();
+}
+
+} // namespace standin

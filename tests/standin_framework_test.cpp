@@ -1,0 +1,191 @@
+// The stand-in framework (buffers, log, operation table), registry, device and clock.
+#include <sys/time.h>
+
+#include "support/fixture.h"
+
+namespace {
+
+class StandinFramework : public PlatformTest {};
+
+TEST_F(StandinFramework, BuffersAreAccountedAndNotZeroed)
+{
+    standin::ResetAllocCalls();
+    const auto before = standin::Alloc();
+    auto *a = static_cast<unsigned char *>(MDTLM_AllocBuff(100));
+    void *b = MDTLM_AllocBuff(28);
+    ASSERT_NE(a, nullptr);
+    ASSERT_NE(b, nullptr);
+    EXPECT_EQ(a[0], 0xA5);
+    EXPECT_EQ(a[99], 0xA5);
+    auto mid = standin::Alloc();
+    EXPECT_EQ(mid.allocCalls, 2u);
+    EXPECT_EQ(mid.outstandingBuffers, before.outstandingBuffers + 2);
+    EXPECT_EQ(mid.outstandingBytes, before.outstandingBytes + 128);
+    MDTLM_FreeBuff(a);
+    MDTLM_FreeBuff(nullptr);
+    auto after = standin::Alloc();
+    EXPECT_EQ(after.freeCalls, 1u);
+    EXPECT_EQ(after.outstandingBytes, before.outstandingBytes + 28);
+    EXPECT_GE(after.peakBytes, before.outstandingBytes + 128);
+    standin::ResetAllocPeak();
+    EXPECT_EQ(standin::Alloc().peakBytes, after.outstandingBytes);
+    MDTLM_FreeBuff(b);
+}
+
+TEST_F(StandinFramework, InjectedAllocationFailures)
+{
+    standin::ResetAllocCalls();
+    standin::FailAllocAt(2);
+    void *ok1 = MDTLM_AllocBuff(8);
+    EXPECT_EQ(MDTLM_AllocBuff(8), nullptr);
+    void *ok2 = MDTLM_AllocBuff(8);
+    EXPECT_NE(ok1, nullptr);
+    EXPECT_NE(ok2, nullptr);
+
+    standin::FailAllocFrom(2);
+    void *ok3 = MDTLM_AllocBuff(8);
+    EXPECT_NE(ok3, nullptr);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(MDTLM_AllocBuff(8), nullptr);
+    }
+    standin::ClearAllocFaults();
+    void *ok4 = MDTLM_AllocBuff(8);
+    EXPECT_NE(ok4, nullptr);
+    const auto s = standin::Alloc();
+    EXPECT_EQ(s.allocCalls, 8u);
+    EXPECT_EQ(s.failedAllocs, 4u);
+    for (void *p : {ok1, ok2, ok3, ok4}) {
+        MDTLM_FreeBuff(p);
+    }
+}
+
+TEST_F(StandinFramework, LogLevelsCaptureAndEcho)
+{
+    MDTLM_WriteLog(1, "[Op]value %d of %s", 3, "x");
+    EXPECT_EQ(standin::CountLog("[Op]value 3 of x"), 1u);
+    EXPECT_EQ(standin::CountLog("[Op]value 3 of x", 1), 1u);
+    EXPECT_EQ(standin::CountLog("[Op]value 3 of x", 2), 0u);
+
+    standin::SetLogLevel(2);
+    // A dropped line is never formatted: formatting this bogus pointer would crash.
+    MDTLM_WriteLog(1, "%s", reinterpret_cast<const char *>(16));
+    MDTLM_WriteLog(2, "[Op]failed, ret = %u.", 15005u);
+    ASSERT_EQ(standin::Logs().size(), 2u);
+    EXPECT_EQ(standin::Logs()[1].level, 2u);
+    EXPECT_EQ(standin::CountLogContaining("ret = 15005"), 1u);
+
+    const std::string longText(5000, 'q');
+    MDTLM_WriteLog(3, "<%s>", longText.c_str());
+    EXPECT_EQ(standin::Logs().back().text, "<" + longText + ">");
+
+    standin::SetLogCapture(false);
+    MDTLM_WriteLog(3, "not kept");
+    EXPECT_EQ(standin::Logs().size(), 3u);
+    standin::SetLogCapture(true);
+    standin::ClearLogs();
+    EXPECT_TRUE(standin::Logs().empty());
+}
+
+TEST_F(StandinFramework, OperationTableForwardsToHandlers)
+{
+    void *table = nullptr;
+    standin::SetVTableResult(7);
+    EXPECT_EQ(COMP_GetVTable(1000, 1001, &table), 7u);
+    EXPECT_EQ(table, nullptr) << "a failed lookup writes nothing";
+    EXPECT_EQ(standin::LastVTableCompId(), 1000u);
+    EXPECT_EQ(standin::LastVTableVtblId(), 1001u);
+    standin::SetVTableResult(0);
+    ASSERT_EQ(COMP_GetVTable(1000, 1000, &table), 0u);
+    auto *vtbl = static_cast<MdTlmFrmVtbl *>(table);
+    ASSERT_EQ(vtbl, standin::FrameworkTable());
+
+    EXPECT_EQ(vtbl->RegXpath(1, "a/b", nullptr), 0u);
+    std::string lastPath;
+    standin::SetRegHandler([&](uint32_t, const char *path, const TlmSensorReg *) {
+        lastPath = path;
+        return 5u;
+    });
+    uint32_t uploadedLen = 0;
+    standin::SetUploadHandler([&](uint32_t, const SampleData *s) {
+        uploadedLen = s->dataLen;
+        return 0u;
+    });
+    EXPECT_EQ(vtbl->RegXpath(1, "x/y", nullptr), 5u);
+    EXPECT_EQ(lastPath, "x/y");
+    SampleData sample{};
+    sample.dataLen = 17;
+    EXPECT_EQ(vtbl->UploadData(1, &sample), 0u);
+    EXPECT_EQ(uploadedLen, 17u);
+
+    vtbl->UploadData = nullptr;
+    standin::ResetAll();
+    EXPECT_NE(vtbl->UploadData, nullptr);
+    EXPECT_EQ(vtbl->RegXpath(1, "z", nullptr), 0u) << "handlers back to the default";
+}
+
+TEST_F(StandinFramework, BoardType)
+{
+    uint32_t board = 0;
+    standin::SetBoardType(2);
+    EXPECT_EQ(DEVM_GetSelfBoardType(&board), 0u);
+    EXPECT_EQ(board, 2u);
+    board = 99;
+    standin::SetBoardType(1, 4);
+    EXPECT_EQ(DEVM_GetSelfBoardType(&board), 4u);
+    EXPECT_EQ(board, 99u);
+}
+
+// 2026-11-23 08:00:00.250 UTC, a Monday.
+constexpr uint64_t kInstantUs = 1795420800ull * 1000000 + 250000;
+
+TEST_F(StandinFramework, KalDateOfAKnownInstantAndBack)
+{
+    standin::SetClockUs(kInstantUs);
+    KAL_SYSTIME_S date{};
+    ASSERT_EQ(KAL_SystimeGet(&date), 0u);
+    EXPECT_EQ(date.year, 2026);
+    EXPECT_EQ(date.month, 11);
+    EXPECT_EQ(date.day, 23);
+    EXPECT_EQ(date.hour, 8);
+    EXPECT_EQ(date.minute, 0);
+    EXPECT_EQ(date.second, 0);
+    EXPECT_EQ(date.week, 1);
+    EXPECT_EQ(date.millisecond, 250u);
+
+    uint32_t hi = 9;
+    uint32_t lo = 9;
+    ASSERT_EQ(KAL_SystimeSecSince1970(&date, &hi, &lo), 0u);
+    EXPECT_EQ(hi, 0u);
+    EXPECT_EQ(lo, 1795420800u);
+    ASSERT_EQ(KAL_SystimeMsSince1970(&date, &hi, &lo), 0u);
+    EXPECT_EQ((uint64_t(hi) << 32) | lo, 1795420800250ull);
+
+    // A leap day, and a date that does not exist.
+    KAL_SYSTIME_S leap{2000, 2, 29, 23, 59, 59, 0, 999};
+    ASSERT_EQ(KAL_SystimeMsSince1970(&leap, &hi, &lo), 0u);
+    EXPECT_EQ((uint64_t(hi) << 32) | lo, 951868799999ull);
+    KAL_SYSTIME_S bad{2001, 2, 29, 0, 0, 0, 0, 0};
+    EXPECT_NE(KAL_SystimeSecSince1970(&bad, &hi, &lo), 0u);
+}
+
+TEST_F(StandinFramework, GettimeofdayFollowsTheSimulatedClock)
+{
+    standin::SetClockUs(kInstantUs);
+    standin::AdvanceClockUs(1500001);
+    struct timeval tv{};
+    ASSERT_EQ(gettimeofday(&tv, nullptr), 0);
+    EXPECT_EQ(tv.tv_sec, 1795420801);
+    EXPECT_EQ(tv.tv_usec, 750001);
+
+    standin::FailGettimeofday(2);
+    EXPECT_EQ(gettimeofday(&tv, nullptr), -1);
+    EXPECT_EQ(gettimeofday(&tv, nullptr), -1);
+    EXPECT_EQ(gettimeofday(&tv, nullptr), 0);
+
+    standin::UseRealClock();
+    ASSERT_EQ(gettimeofday(&tv, nullptr), 0);
+    EXPECT_GT(tv.tv_sec, 1700000000);
+    EXPECT_LT(tv.tv_sec, 1795420801 + 0x7FFFFFF);
+}
+
+} // namespace
