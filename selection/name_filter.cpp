@@ -1,0 +1,58 @@
+/* Interface name filter of the ip-statistics, mib-statistics and common-statistics sensors. */
+#include <cctype>
+#include <cstring>
+
+#include "selection/selection.h"
+#include "store/store.h"
+
+namespace {
+
+const char kNameCondKey[] = "name";
+const uint32_t kCondTypeName = 1u;
+
+inline int UpperOf(char c) { return toupper(static_cast<unsigned char>(c)); }
+
+/* Decision once the common prefix of name and pattern matched: the shorter side decides, and a
+ * pattern that does not end where the name ends must end in "*". */
+uint32_t DecideAfterPrefix(const char *pattern, size_t patternLen, size_t nameLen)
+{
+    if (patternLen == nameLen) {
+        return 0;
+    }
+    if (patternLen == 0) {
+        return 1;
+    }
+    return pattern[patternLen - 1] == '*' ? 0u : 1u;
+}
+
+} // namespace
+
+uint32_t IFMPlugin_MDTLM_IfStatFilter(const char *name, const TlmTaskInfo *cfg)
+{
+    if (name == nullptr || cfg == nullptr) {
+        return 1;
+    }
+    /* Only a name pattern keyed "name" restricts the interfaces; the key is a text that ends at
+     * its first NUL or at the end of its field. */
+    const size_t keyLen = IFM_CfgTextLen(cfg->condKey, TLM_COND_KEY_LEN);
+    if (cfg->condType != kCondTypeName || keyLen != sizeof(kNameCondKey) - 1 ||
+        memcmp(cfg->condKey, kNameCondKey, keyLen) != 0) {
+        return 0;
+    }
+
+    char local[IFM_IF_NAME_LEN] = {0};
+    if (memcpy_s(local, sizeof(local), name, IFM_IF_NAME_LEN) != 0) {
+        return 1;
+    }
+    const size_t nameLen = IFM_CfgTextLen(local, sizeof(local));
+    const size_t patternLen = IFM_CfgCondNameLen(cfg); /* never beyond the field */
+    const char *pattern = cfg->condName;
+
+    const size_t common = nameLen < patternLen ? nameLen : patternLen;
+    for (size_t i = 0; i < common; ++i) {
+        if (UpperOf(local[i]) != UpperOf(pattern[i])) {
+            return pattern[i] == '*' ? 0u : 1u;
+        }
+    }
+    return DecideAfterPrefix(pattern, patternLen, nameLen);
+}
