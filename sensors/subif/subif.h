@@ -54,6 +54,10 @@ uint32_t IFM_L2subifEncodeProc(const L2subifData *records, uint32_t count, uint3
 uint32_t IFM_L2subifEncodeGpb(const L2subifData *records, uint32_t count, uint8_t **msg, uint32_t *length);
 uint32_t IFM_L2subifEncodeJson(const L2subifData *records, uint32_t count, uint8_t **msg, uint32_t *length);
 uint32_t IFM_GetL2subifEncodeLen(const L2subifData *records, uint32_t count, L2subifGpbLen *lens);
+/* Writes one interface entry per record at *cursor, with the sizes from IFM_GetL2subifEncodeLen;
+ * advances *cursor and lowers *remain. 0 = all written, 1 = something did not fit. */
+uint32_t IFM_L2subifEncapInterfaceDataGpb(const L2subifData *records, uint32_t count, const L2subifGpbLen *lens,
+                                          uint8_t **cursor, uint32_t *remain);
 void FEI_DOP_DumpPktInfo(const uint8_t *msg, uint32_t length);
 
 /* Pipeline */
