@@ -1,0 +1,297 @@
+/* Encoding of mib-statistics and common-statistics records: GPB written by hand over exact sizes
+ * (one allocation per batch), and JSON through cJSON. The statistics node of both formats is
+ * driven by one field table per model, so sizes, GPB bytes and JSON members always agree. */
+#include <cstdint>
+#include <cstring>
+
+#include "encoding/gpb.h"
+#include "encoding/json.h"
+#include "runtime/frm_buffer.h"
+#include "sensors/mibstat/mibstat.h"
+
+namespace {
+
+#define IFM_MIB_ROW(no, field, key) \
+    GpbField { no, GpbValue::U64, offsetof(IfmTlmMibIfStatData, mib.field), 0, key }
+#define IFM_COMMON_ROW(no, field, key) \
+    GpbField { no, GpbValue::U64, offsetof(IfmTlmMibIfStatData, common.field), 0, key }
+#define IFM_PERCENT_ROW(no, field, key) \
+    GpbField { no, GpbValue::Percent, offsetof(IfmTlmMibIfStatData, field), 0, key }
+
+/* mib-statistics node, fields 1 to 14 in ascending order. */
+constexpr GpbField g_ifmMibStatFields[] = {
+    IFM_MIB_ROW(1, receiveBytes, "receive-byte"),
+    IFM_MIB_ROW(2, sendBytes, "send-byte"),
+    IFM_MIB_ROW(3, receivePackets, "receive-packet"),
+    IFM_MIB_ROW(4, sendPackets, "send-packet"),
+    IFM_MIB_ROW(5, receiveUnicastPackets, "receive-unicast-packet"),
+    IFM_MIB_ROW(6, receiveMulticastPackets, "receive-multicast-packet"),
+    IFM_MIB_ROW(7, receiveBoardPackets, "receive-broad-packet"),
+    IFM_MIB_ROW(8, sendUnicastPackets, "send-unicast-packet"),
+    IFM_MIB_ROW(9, sendMulticastPackets, "send-multicast-packet"),
+    IFM_MIB_ROW(10, sendBoardPackets, "send-broad-packet"),
+    IFM_MIB_ROW(11, receiveErrorPackets, "receive-error-packet"),
+    IFM_MIB_ROW(12, receiveDropPackets, "receive-drop-packet"),
+    IFM_MIB_ROW(13, sendErrorPackets, "send-error-packet"),
+    IFM_MIB_ROW(14, sendDropPackets, "send-drop-packet"),
+};
+
+/* common-statistics node in its wire order (field numbers not ascending), use rates last. */
+constexpr GpbField g_ifmCommonStatFields[] = {
+    IFM_COMMON_ROW(7, outBitRate, "out-bit-rate"),
+    IFM_COMMON_ROW(3, inBitRate, "in-bit-rate"),
+    IFM_COMMON_ROW(11, sendBytes, "send-byte"),
+    IFM_COMMON_ROW(10, receiveBytes, "receive-byte"),
+    IFM_COMMON_ROW(12, receivePackets, "receive-packet"),
+    IFM_COMMON_ROW(13, sendPackets, "send-packet"),
+    IFM_COMMON_ROW(4, inPacketRate, "in-packet-rate"),
+    IFM_COMMON_ROW(8, outPacketRate, "out-packet-rate"),
+    IFM_COMMON_ROW(15, receiveMulticastPackets, "receive-multicast-packet"),
+    IFM_COMMON_ROW(18, sendMulticastPackets, "send-multicast-packet"),
+    IFM_COMMON_ROW(16, receiveBoardPackets, "receive-broad-packet"),
+    IFM_COMMON_ROW(19, sendBoardPackets, "send-broad-packet"),
+    IFM_COMMON_ROW(14, receiveUnicastPackets, "receive-unicast-packet"),
+    IFM_COMMON_ROW(17, sendUnicastPackets, "send-unicast-packet"),
+    IFM_COMMON_ROW(23, sendDropPackets, "send-drop-packet"),
+    IFM_COMMON_ROW(20, receiveErrorPackets, "receive-error-packet"),
+    IFM_COMMON_ROW(21, receiveDropPackets, "receive-drop-packet"),
+    IFM_PERCENT_ROW(5, inUseRate, "in-use-rate"),
+    IFM_PERCENT_ROW(9, outUseRate, "out-use-rate"),
+};
+
+#undef IFM_MIB_ROW
+#undef IFM_COMMON_ROW
+#undef IFM_PERCENT_ROW
+
+constexpr GpbTable g_ifmMibStatTable = IFM_GpbTable(g_ifmMibStatFields);
+constexpr GpbTable g_ifmCommonStatTable = IFM_GpbTable(g_ifmCommonStatFields);
+
+/* Field numbers of the levels above the statistics node. */
+constexpr uint32_t IFM_GPB_FIELD_INTERFACES = 2u; /* top level, once per record */
+constexpr uint32_t IFM_GPB_FIELD_INTERFACE = 1u;  /* within interfaces */
+constexpr uint32_t IFM_GPB_FIELD_NAME = 1u;       /* within interface */
+
+/* Per-record sizes computed before the single allocation of a batch. */
+struct IfmMibEncodeLen {
+    uint32_t interfaces; /* N: content of the interfaces node */
+    uint32_t interface;  /* I: content of the interface node */
+    uint32_t stats;      /* S: content of the statistics node */
+    uint32_t total;      /* the record's bytes at the top level */
+};
+static_assert(sizeof(IfmMibEncodeLen) == 4 * sizeof(uint32_t), "four u32 per record");
+
+const GpbTable &IFM_MibStatTable(uint32_t type) { return IFM_IsMibType(type) ? g_ifmMibStatTable : g_ifmCommonStatTable; }
+
+uint32_t IFM_MibStatTag(uint32_t type)
+{
+    return IFM_IsMibType(type) ? g_ifmpluginMdtlm_mibStatTag : g_ifmpluginMdtlm_commonStatTag;
+}
+
+uint32_t IFM_MibNameLen(const IfmTlmMibIfStatData &record)
+{
+    return static_cast<uint32_t>(strnlen(record.ifName, sizeof(record.ifName)));
+}
+
+void IFMPlugin_MDTLM_GetMibIfStaEncodeLen(const IfmTlmMibIfStatData *records, uint32_t count, IfmMibEncodeLen *lens,
+                                          uint32_t type)
+{
+    const GpbTable &table = IFM_MibStatTable(type);
+    const uint32_t tag = IFM_MibStatTag(type);
+    for (uint32_t i = 0; i < count; ++i) {
+        IfmMibEncodeLen &len = lens[i];
+        len.stats = IFM_GPB_TableSize(table, &records[i]);
+        len.interface = IFM_GPB_GetEncodingSizeOfStringType(IFM_GPB_FIELD_NAME, IFM_MibNameLen(records[i])) +
+                        IFM_GPB_GetEncodingSizeOfNodeType(tag, len.stats);
+        len.interfaces = IFM_GPB_GetEncodingSizeOfNodeType(IFM_GPB_FIELD_INTERFACE, len.interface);
+        len.total = IFM_GPB_GetEncodingSizeOfNodeType(IFM_GPB_FIELD_INTERFACES, len.interfaces);
+    }
+}
+
+/* Writes a header or the name at *cursor; false when it does not fit. */
+inline bool IFM_Advance(uint32_t written, uint8_t **cursor, uint32_t *remain)
+{
+    if (written == 0 || written > *remain) {
+        return false;
+    }
+    *cursor += written;
+    *remain -= written;
+    return true;
+}
+
+/* Statistics node of one record: header, then the model's table. */
+uint32_t IFM_IfStatEncapMibIpStatisticsNodeGpb(const IfmTlmMibIfStatData &record, uint8_t **cursor,
+                                               uint32_t *remain, const IfmMibEncodeLen &len, uint32_t type)
+{
+    uint8_t *local = *cursor;
+    uint32_t left = *remain;
+    if (!IFM_Advance(IFM_GPB_EncodeNodeType(local, left, IFM_MibStatTag(type), len.stats), &local, &left)) {
+        MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat interface error");
+        return 1;
+    }
+    if (IFM_GPB_TableWrite(IFM_MibStatTable(type), &record, &local, &left) != 0) {
+        MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat ip-statistics total part error.");
+        MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat ip_statistics error. ret=%u", 1u);
+        return 1;
+    }
+    *cursor = local;
+    *remain = left;
+    return 0;
+}
+
+uint32_t IFM_MibIfStatEncapInterfaceNodeGpb(const IfmTlmMibIfStatData *records, uint32_t count,
+                                            const IfmMibEncodeLen *lens, uint8_t *buffer, uint32_t *remain,
+                                            uint32_t type)
+{
+    if (records == nullptr || lens == nullptr || buffer == nullptr || remain == nullptr) {
+        MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat pointer null");
+        return 1;
+    }
+    uint8_t *cursor = buffer;
+    for (uint32_t i = 0; i < count; ++i) {
+        const IfmTlmMibIfStatData &record = records[i];
+        const IfmMibEncodeLen &len = lens[i];
+        const bool ok =
+            IFM_Advance(IFM_GPB_EncodeNodeType(cursor, *remain, IFM_GPB_FIELD_INTERFACES, len.interfaces), &cursor,
+                        remain) &&
+            IFM_Advance(IFM_GPB_EncodeNodeType(cursor, *remain, IFM_GPB_FIELD_INTERFACE, len.interface), &cursor,
+                        remain) &&
+            IFM_Advance(IFM_GPB_EncodeStringType(cursor, *remain, IFM_GPB_FIELD_NAME, IFM_MibNameLen(record),
+                                                 record.ifName),
+                        &cursor, remain);
+        if (!ok) {
+            MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat interface error");
+            return 1;
+        }
+        if (IFM_IfStatEncapMibIpStatisticsNodeGpb(record, &cursor, remain, len, type) != 0) {
+            return 1;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+uint32_t IFMPlugin_MDTLM_MibIfStatEncodeGpb(const IfmTlmMibIfStatData *records, uint32_t count, uint8_t **out,
+                                            uint32_t *outLen, uint32_t type)
+{
+    if (records == nullptr || out == nullptr || outLen == nullptr) {
+        return 1;
+    }
+    MDTLM_WriteLog(IFM_LOG_INFO, "ifstat gpb encoding enter.");
+    if (count == 0) {
+        MDTLM_WriteLog(IFM_LOG_ERROR, "ifstat gpb encoding, get len failed, bufferlen is 0.");
+        return 1;
+    }
+    const uint64_t lensBytes = static_cast<uint64_t>(count) * sizeof(IfmMibEncodeLen);
+    FrmBuffer lensBuf(lensBytes > UINT32_MAX ? 0u : static_cast<uint32_t>(lensBytes));
+    if (lensBytes > UINT32_MAX || !lensBuf) {
+        MDTLM_WriteLog(IFM_LOG_ERROR, "ifstat fieldLen MemAlloc failed.");
+        return 1;
+    }
+    IfmMibEncodeLen *lens = lensBuf.as<IfmMibEncodeLen>();
+    IFMPlugin_MDTLM_GetMibIfStaEncodeLen(records, count, lens, type);
+
+    uint64_t total = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        total += lens[i].total;
+    }
+    if (total == 0 || total > UINT32_MAX) {
+        MDTLM_WriteLog(IFM_LOG_ERROR, "ifstat gpb encoding, get len failed, bufferlen is 0.");
+        return 1;
+    }
+    FrmBuffer message(static_cast<uint32_t>(total));
+    if (!message) {
+        MDTLM_WriteLog(IFM_LOG_ERROR, "gpb encoding, malloc failed.");
+        return 1;
+    }
+    uint32_t remain = static_cast<uint32_t>(total);
+    const uint32_t ret =
+        IFM_MibIfStatEncapInterfaceNodeGpb(records, count, lens, message.as<uint8_t>(), &remain, type);
+    lensBuf.reset();
+    if (ret != 0) {
+        MDTLM_WriteLog(IFM_LOG_ERROR, "gpb encoding, encode failed, ret:%u.", ret);
+        return 1;
+    }
+    *outLen = static_cast<uint32_t>(total) - remain;
+    *out = static_cast<uint8_t *>(message.release());
+    MDTLM_WriteLog(IFM_LOG_INFO, "after encode gpb, datalen:%u, filedlen:%u, leftlen:%u.", *outLen,
+                   static_cast<uint32_t>(total), remain);
+    return 0;
+}
+
+uint32_t IFM_MibIfStatEncodeJson(const IfmTlmMibIfStatData *records, uint32_t count, uint8_t **out,
+                                 uint32_t *outLen, uint32_t type)
+{
+    if ((records == nullptr && count != 0) || out == nullptr || outLen == nullptr) {
+        return 1;
+    }
+    cJSON *root = IFM_JSON_AllocObject();
+    if (root == nullptr) {
+        return 1;
+    }
+    const GpbTable &table = IFM_MibStatTable(type);
+    const char *nodeName = IFM_IsMibType(type) ? "mib-statistics" : "common-statistics";
+
+    cJSON *array = nullptr;
+    cJSON *item = nullptr;
+    bool ok = false;
+    do {
+        cJSON *ifm = IFM_JSON_ObjectAddObject(root, "ifm");
+        cJSON *interfaces = ifm == nullptr ? nullptr : IFM_JSON_ObjectAddObject(ifm, "interfaces");
+        array = interfaces == nullptr ? nullptr : IFM_JSON_AllocArray();
+        if (array == nullptr) {
+            break;
+        }
+        uint32_t i = 0;
+        for (; i < count; ++i) {
+            item = IFM_JSON_AllocObject();
+            if (item == nullptr || IFM_JSON_ObjectAddString(item, "name", records[i].ifName, IFM_IF_NAME_LEN) == nullptr) {
+                break;
+            }
+            cJSON *stats = IFM_JSON_ObjectAddObject(item, nodeName);
+            if (stats == nullptr || IFM_JSON_TableAdd(stats, table, &records[i]) == 0 ||
+                !IFM_JSON_AddItemToArray(array, item)) {
+                break;
+            }
+            item = nullptr; /* now owned by the array */
+        }
+        if (i != count || !IFM_JSON_AddItemToObject(interfaces, "interface", array)) {
+            break;
+        }
+        array = nullptr; /* now owned by the tree */
+        ok = true;
+    } while (false);
+
+    if (!ok) {
+        MDTLM_WriteLog(IFM_LOG_ERROR, "encode ifstat json, encode failed");
+        IFM_JSON_NodeFree(item);
+        IFM_JSON_NodeFree(array);
+        IFM_JSON_NodeFree(root);
+        return 1;
+    }
+    char *text = IFM_JSON_EncodeUnformatted(root);
+    IFM_JSON_NodeFree(root);
+    if (text == nullptr) {
+        return 1;
+    }
+    *out = reinterpret_cast<uint8_t *>(text);
+    *outLen = static_cast<uint32_t>(strnlen(text, UINT32_MAX));
+    return 0;
+}
+
+uint32_t IFMPlugin_MDTLM_MibIfStatEncodeProc(const IfmTlmMibIfStatData *records, uint32_t count,
+                                             uint32_t encodeType, uint8_t **out, uint32_t *outLen, uint32_t type)
+{
+    if (out == nullptr || outLen == nullptr) {
+        return 1;
+    }
+    *out = nullptr;
+    *outLen = 0;
+    uint8_t *buffer = nullptr;
+    uint32_t length = 0;
+    const uint32_t ret = encodeType != 0 ? IFM_MibIfStatEncodeJson(records, count, &buffer, &length, type)
+                                         : IFMPlugin_MDTLM_MibIfStatEncodeGpb(records, count, &buffer, &length, type);
+    *out = buffer;
+    *outLen = length;
+    return ret;
+}
