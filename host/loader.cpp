@@ -1,0 +1,109 @@
+#include "host/loader.h"
+
+#include <dlfcn.h>
+#include <limits.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <sys/stat.h>
+
+#include "host/common.h"
+#include "standin/standin.h"
+
+namespace host {
+
+namespace {
+
+constexpr const char *kPluginFile = "libzor_ifm-telemetry-plugin.so";
+
+bool Exists(const std::string &path)
+{
+    struct stat st;
+    return !path.empty() && ::stat(path.c_str(), &st) == 0;
+}
+
+std::string ExeDir()
+{
+    char buf[PATH_MAX];
+    const ssize_t n = ::readlink("/proc/self/exe", buf, sizeof(buf) - 1);
+    if (n <= 0) {
+        return "";
+    }
+    std::string exe(buf, static_cast<size_t>(n));
+    const size_t slash = exe.rfind('/');
+    return slash == std::string::npos ? "" : exe.substr(0, slash);
+}
+
+} // namespace
+
+const Registration *LoadedPlugin::Find(const std::string &name) const
+{
+    for (const Registration &r : registrations) {
+        if (r.name == name) {
+            return &r;
+        }
+    }
+    return nullptr;
+}
+
+std::string DefaultPluginPath()
+{
+#ifdef ZOR_HOST_PLUGIN_PATH
+    if (Exists(ZOR_HOST_PLUGIN_PATH)) {
+        return ZOR_HOST_PLUGIN_PATH;
+    }
+#endif
+    // An installed layout: the plugin beside the host, or one directory up (the build tree).
+    const std::string dir = ExeDir();
+    for (const std::string &candidate : {dir + "/" + kPluginFile, dir + "/../" + kPluginFile}) {
+        if (Exists(candidate)) {
+            return candidate;
+        }
+    }
+    return "";
+}
+
+LoadedPlugin LoadPlugin(const std::string &path, uint32_t boardType, uint32_t moduleId)
+{
+    if (path.empty()) {
+        throw HostError(kExitRuntime, "no plugin library found; give one with --plugin PATH");
+    }
+    LoadedPlugin plugin;
+    plugin.path = path;
+    // A path without a slash would be searched for on the library path; the host means a file.
+    const std::string openPath = path.find('/') == std::string::npos ? "./" + path : path;
+    plugin.handle = ::dlopen(openPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (plugin.handle == nullptr) {
+        const char *why = ::dlerror();
+        throw HostError(kExitRuntime, "cannot load plugin library " + path + ": " + (why ? why : "unknown error"));
+    }
+    ::dlerror();
+    void *entry = ::dlsym(plugin.handle, kPluginEntry);
+    if (entry == nullptr) {
+        throw HostError(kExitRuntime, "plugin library " + path + " has no entry " + kPluginEntry);
+    }
+
+    standin::SetBoardType(boardType);
+    std::vector<Registration> *regs = &plugin.registrations;
+    standin::SetRegHandler([regs](uint32_t mod, const char *xpath, const TlmSensorReg *reg) -> uint32_t {
+        if (xpath == nullptr || reg == nullptr) {
+            return 1;
+        }
+        Registration r;
+        r.moduleId = mod;
+        r.path.assign(xpath, ::strnlen(xpath, 200));
+        r.name.assign(reg->sensorName, ::strnlen(reg->sensorName, sizeof(reg->sensorName)));
+        r.regValue1 = reg->regValue1;
+        r.regValue2 = reg->regValue2;
+        r.taskProc = reg->taskProc;
+        r.stopProc = reg->stopProc;
+        regs->push_back(r);
+        return 0;
+    });
+    auto init = reinterpret_cast<uint32_t (*)(uint32_t)>(entry);
+    plugin.initResult = init(moduleId);
+    standin::SetRegHandler(nullptr);
+    return plugin;
+}
+
+} // namespace host
