@@ -225,7 +225,7 @@ uint32_t IFMPlugin_GetIfMgntAll(IfMgntRootSup *records, uint32_t count)
     }
     uint32_t filled = 0;
     for (;;) {
-        if (rc != DB_OK) {
+        if (!IFM_DbOk(rc)) {
             return rc == DB_END_OF_ROWS ? 0 : 1;
         }
         const uint32_t got = db_get_if_mgnt_sp_rootsup(obj.get(), &records[filled]);
@@ -236,7 +236,7 @@ uint32_t IFMPlugin_GetIfMgntAll(IfMgntRootSup *records, uint32_t count)
         ++filled;
         rc = db_root_iterator_next(iter);
         if (filled == count) {
-            return rc == DB_END_OF_ROWS ? 0 : rc;
+            return (IFM_DbOk(rc) || rc == DB_END_OF_ROWS) ? 0 : rc;
         }
     }
 }

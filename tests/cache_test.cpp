@@ -5,6 +5,7 @@
 #include "support/plugin_state.h"
 
 using standin::CountLog;
+using plugin_state::CacheNode;
 
 namespace {
 
@@ -17,6 +18,7 @@ uint32_t SampleEqual(const void *cached, const void *sample, uint32_t) { return 
 
 const IfmCacheKind kKind = {sizeof(Sample), "del %u/%u", "no element", "no data", "add failed"};
 
+// Tasks 1 and 2 are running; their two interface lists stay allocated.
 class CacheTest : public PluginTest {
 protected:
     void SetUp() override
@@ -27,7 +29,13 @@ protected:
             ASSERT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, id, &cfg, [](IfmTaskRound *) { return 0u; }), 0u);
         }
         elems0 = standin::LiveHashElements();
-        ExpectKeptBuffers(2); // the two tasks' interface lists
+    }
+    // Removes a node that no running task records, with its sample.
+    static void Drop(uint32_t task, uint32_t ifIndex)
+    {
+        MDTLM_FreeBuff(CacheNode(task, ifIndex)->lastData);
+        const YangNodeKey key = {task, ifIndex};
+        EXPECT_EQ(LITE_HASH_RemoveElmtByKey(g_ifmYangNodeHashTable, &key, 8), 0u);
     }
     uint64_t Elements() const { return standin::LiveHashElements() - elems0; }
     void At(uint32_t seconds) { standin::SetClockUs(static_cast<uint64_t>(seconds) * 1000000u); }
@@ -41,9 +49,9 @@ protected:
 
 } // namespace
 
-TEST_F(CacheTest, KeyHashAndComparison)
+TEST_F(CacheTest, KeyHashComparisonAndPeriod)
 {
-    const YangNodeKey a = {7, 0x101}, b = {9, 0x201}, a2 = {7, 0x101};
+    const YangNodeKey a = {1, 0x101}, b = {2, 0x201}, a2 = {1, 0x101};
     EXPECT_EQ(ZOR_IFM_YangNodeHashFunc(&a), 1u);
     EXPECT_EQ(ZOR_IFM_YangNodeHashFunc(&b), 1u);
     EXPECT_EQ(ZOR_IFM_YangNodeCompFunc(&a, &a2), 1u);
@@ -55,50 +63,37 @@ TEST_F(CacheTest, KeyHashAndComparison)
     EXPECT_EQ(ZOR_IFM_YangNodeHashSearch(g_ifmYangNodeHashTable, nullptr), nullptr);
 
     // Colliding keys live side by side and are told apart.
-    const Sample s = {1, 2};
-    IFM_CacheAddNode(7 | (0x101ull << 32), 10, 1, &s, kKind);
-    IFM_CacheAddNode(9 | (0x201ull << 32), 20, 2, &s, kKind);
-    ASSERT_NE(ZOR_IFM_YangNodeHashSearch(g_ifmYangNodeHashTable, &a), nullptr);
-    EXPECT_EQ(ZOR_IFM_YangNodeHashSearch(g_ifmYangNodeHashTable, &a)->lastReportTime, 10u);
-    EXPECT_EQ(ZOR_IFM_YangNodeHashSearch(g_ifmYangNodeHashTable, &b)->nodeType, 2u);
-    MDTLM_FreeBuff(ZOR_IFM_YangNodeHashSearch(g_ifmYangNodeHashTable, &a)->lastData);
-    ASSERT_EQ(LITE_HASH_RemoveElmtByKey(g_ifmYangNodeHashTable, &a, 8), 0u);
-    EXPECT_NE(ZOR_IFM_YangNodeHashSearch(g_ifmYangNodeHashTable, &b), nullptr);
-    // Tasks 7 and 9 are not in the table: the nodes are not recorded anywhere.
-    EXPECT_EQ(CountLog("can not find taskId[7] in local taskArray", 2), 1u);
-    MDTLM_FreeBuff(ZOR_IFM_YangNodeHashSearch(g_ifmYangNodeHashTable, &b)->lastData);
-    (void)LITE_HASH_RemoveElmtByKey(g_ifmYangNodeHashTable, &b, 8);
-}
+    At(10);
+    EXPECT_EQ(Check(1, 0x101, {1, 2}, 60, 1), 0u);
+    At(20);
+    EXPECT_EQ(Check(2, 0x201, {1, 2}, 60, 2), 0u);
+    ASSERT_NE(CacheNode(1, 0x101), nullptr);
+    EXPECT_EQ(CacheNode(1, 0x101)->lastReportTime, 10u);
+    EXPECT_EQ(CacheNode(2, 0x201)->nodeType, 2u);
+    EXPECT_EQ(CacheNode(2, 0x101), nullptr);
+    ExpectKeptBuffers(4);
 
-TEST_F(CacheTest, CheckPeriod)
-{
-    uint32_t last = 1000;
-    EXPECT_EQ(IFM_CheckPeriod(5000, &last, 0), 1u);
-    EXPECT_EQ(IFM_CheckPeriod(1059, &last, 60), 1u);
-    EXPECT_EQ(IFM_CheckPeriod(1060, &last, 60), 0u);
-    EXPECT_EQ(last, 1060u);
-    last = 0xFFFFFFF0u; // last + period wraps in 32 bits
-    EXPECT_EQ(IFM_CheckPeriod(0x20, &last, 0x20), 0u);
+    const struct {
+        uint32_t now, last, period, result, lastAfter;
+    } periods[] = {{5000, 1000, 0, 1, 1000}, {1059, 1000, 60, 1, 1000}, {1060, 1000, 60, 0, 1060},
+                   {0x20, 0xFFFFFFF0u, 0x20, 0, 0x20}}; // last + period wraps in 32 bits
+    for (const auto &p : periods) {
+        uint32_t last = p.last;
+        EXPECT_EQ(IFM_CheckPeriod(p.now, &last, p.period), p.result) << p.now;
+        EXPECT_EQ(last, p.lastAfter) << p.now;
+    }
 }
 
 TEST_F(CacheTest, UnchangedSampleIsRepeatedOnlyAfterThePeriod)
 {
-    At(1000);
-    EXPECT_EQ(Check(1, 10, {1, 1}, 60), 0u); // first sample: reported and cached
-    EXPECT_EQ(plugin_state::SlotOf(1)->ifIndexCount, 1u);
-    At(1059);
-    EXPECT_EQ(Check(1, 10, {1, 1}, 60), 1u);
-    At(1060);
-    EXPECT_EQ(Check(1, 10, {1, 1}, 60), 0u);
-    At(1119);
-    EXPECT_EQ(Check(1, 10, {1, 1}, 60), 1u);
-    At(1130); // a change is reported at once and restarts the period
-    EXPECT_EQ(Check(1, 10, {1, 2}, 60), 0u);
-    EXPECT_EQ(plugin_state::CacheNode(1, 10)->lastReportTime, 1130u);
-    At(1189);
-    EXPECT_EQ(Check(1, 10, {1, 2}, 60), 1u);
-    At(1190);
-    EXPECT_EQ(Check(1, 10, {1, 2}, 60), 0u);
+    // {second, sample.b, redundant}: a change is reported at once and restarts the period.
+    const uint32_t steps[][3] = {{1000, 1, 0}, {1059, 1, 1}, {1060, 1, 0}, {1119, 1, 1},
+                                 {1130, 2, 0}, {1189, 2, 1}, {1190, 2, 0}};
+    for (const auto &s : steps) {
+        At(s[0]);
+        EXPECT_EQ(Check(1, 10, {1, s[1]}, 60), s[2]) << s[0];
+    }
+    EXPECT_EQ(CacheNode(1, 10)->lastReportTime, 1190u);
 
     // Period 0: only changes are reported.
     EXPECT_EQ(Check(2, 10, {5, 5}, 0), 0u);
@@ -116,7 +111,7 @@ TEST_F(CacheTest, NodeOfAnotherKindIsReplaced)
     const uint64_t before = standin::Alloc().outstandingBuffers;
     EXPECT_EQ(Check(1, 10, {1, 1}, 60, 3), 0u);
     EXPECT_EQ(standin::Alloc().outstandingBuffers, before);
-    EXPECT_EQ(plugin_state::CacheNode(1, 10)->nodeType, 3u);
+    EXPECT_EQ(CacheNode(1, 10)->nodeType, 3u);
     EXPECT_EQ(plugin_state::SlotOf(1)->ifIndexCount, 2u); // listed twice
     EXPECT_EQ(Elements(), 1u);
     ExpectKeptBuffers(3);
@@ -134,6 +129,9 @@ TEST_F(CacheTest, FailuresReportTheSampleAndLeaveNothingBehind)
     IFM_CacheAddNode(1 | (10ull << 32), 0, 1, &s, kKind); // key already linked
     EXPECT_EQ(CountLog("add failed", 2), 1u);
     EXPECT_EQ(Elements(), 1u);
+    IFM_CacheAddNode(7 | (10ull << 32), 0, 1, &s, kKind); // a task the table does not hold
+    EXPECT_EQ(CountLog("can not find taskId[7] in local taskArray", 2), 1u);
+    Drop(7, 10);
 
     void *table = g_ifmYangNodeHashTable;
     g_ifmYangNodeHashTable = nullptr; // no table: every sample is reported
@@ -152,25 +150,19 @@ TEST_F(CacheTest, StopRemovesExactlyTheTasksNodes)
         }
     }
     EXPECT_EQ(IFMPlugin_MDTLM_StopTaskForStat(0, 1), 0u);
-    EXPECT_EQ(plugin_state::CacheNode(1, 10), nullptr);
-    EXPECT_EQ(plugin_state::CacheNode(1, 266), nullptr);
-    EXPECT_NE(plugin_state::CacheNode(2, 10), nullptr);
+    EXPECT_EQ(CacheNode(1, 10), nullptr);
+    EXPECT_EQ(CacheNode(1, 266), nullptr);
+    EXPECT_NE(CacheNode(2, 10), nullptr);
     EXPECT_EQ(Elements(), 3u);
     EXPECT_EQ(plugin_state::SlotOf(1), nullptr);
-    ExpectKeptBuffers(4); // task 2's list and samples
 
-    // A listed interface whose node is gone ends the removal there.
+    // A listed interface whose node is gone ends the removal there: 11 and 266 stay behind.
     g_ifmpluginTaskArr[1].ifIndexList[1] = 999;
     EXPECT_EQ(IFMPlugin_MDTLM_StopTaskForStat(0, 2), 0u);
     EXPECT_EQ(CountLog("hashData is NULL", 2), 1u);
-    EXPECT_EQ(plugin_state::CacheNode(2, 10), nullptr);
-    for (uint32_t ifIndex : {11u, 266u}) {
-        YangNodeData *left = plugin_state::CacheNode(2, ifIndex);
-        ASSERT_NE(left, nullptr);
-        MDTLM_FreeBuff(left->lastData);
-        const YangNodeKey key = {2, ifIndex};
-        (void)LITE_HASH_RemoveElmtByKey(g_ifmYangNodeHashTable, &key, 8);
-    }
-    EXPECT_EQ(Elements(), 0u);
-    ExpectKeptBuffers(0);
+    EXPECT_EQ(CacheNode(2, 10), nullptr);
+    EXPECT_NE(CacheNode(2, 11), nullptr);
+    EXPECT_EQ(Elements(), 2u);
+    Drop(2, 11);
+    Drop(2, 266);
 }

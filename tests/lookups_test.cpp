@@ -1,6 +1,7 @@
 // Attribute lookups: 13044/15005 handling and labels of each lookup, management-index translation,
 // name bounds, trunk member limit, if_mgnt listing.
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,11 +12,6 @@ using standin::CountLog;
 using namespace standin::store;
 
 namespace {
-std::string Err(const std::string &label, uint32_t rc)
-{
-    return "[ERROR]" + label + " failed, ret = " + std::to_string(rc) + ".";
-}
-
 class LookupsTest : public PlatformTest {
 protected:
     void SetUp() override
@@ -26,13 +22,46 @@ protected:
 };
 } // namespace
 
-TEST_F(LookupsTest, AttributesAndAccessorFaults)
+TEST_F(LookupsTest, AttributesAndTheReadResultsOfEachLookup)
 {
     uint32_t fwd = 0, type = 0;
     uint64_t speed = 0;
+    char name[IFM_IF_NAME_LEN] = {};
     EXPECT_EQ(IFMPLUGIN_MDTLM_GetFwdIfType(10, &fwd) | IFMPlugin_GetIftypeByIfindex(10, &type), 0u);
     EXPECT_EQ(IFMPlugin_MDTLM_GetSpeed(10, &speed), 0u);
     EXPECT_TRUE(fwd == 8 && type == 34 && speed == 10000000000ull);
+
+    // db_read_obj answers 15005 (no row) or 13044: {lookup, the label it logs for 15005 (null =
+    // silent), the label it logs for 13044 (null = taken as success: the attribute is read next)}.
+    const struct {
+        std::function<uint32_t(uint32_t)> lookup;
+        const char *missingLabel, *absentLabel, *getter;
+    } lookups[] = {
+        {[&](uint32_t i) { return IFMPlugin_GetIfNamebyIfindex(i, name); }, nullptr,
+         "[IFMPlugin_GetIfNamebyIfindex]read object", "db_get_if_name"},
+        {[&](uint32_t i) { return IFMPLUGIN_MDTLM_GetFwdIfType(i, &fwd); }, nullptr,
+         "[IFMPLUGIN_MDTLM_GetFwdIfType]db_read_object", "db_get_if_forwardType"},
+        {[&](uint32_t i) { return IFMPlugin_GetIftypeByIfindex(i, &type); },
+         "[IFMPlugin_GetIftypeByIfindex]read object", nullptr, "db_get_if_if_type"},
+        {[&](uint32_t i) { return IFMPlugin_MDTLM_GetSpeed(i, &speed); }, "[IFMPlugin_MDTLM_GetIfType]db_read_object",
+         nullptr, "db_get_if_speed"},
+    };
+    for (const auto &l : lookups) {
+        standin::ClearLogs();
+        EXPECT_EQ(l.lookup(99), 15005u) << l.getter;
+        EXPECT_EQ(standin::Logs().size(), l.missingLabel != nullptr ? 1u : 0u) << l.getter;
+        if (l.missingLabel != nullptr) {
+            EXPECT_EQ(CountLog(DbErr(l.missingLabel, 15005), 2), 1u);
+        }
+        ResetCallCounts();
+        InjectFault("db_read_obj", 13044);
+        const uint32_t rc = l.lookup(10);
+        EXPECT_EQ(CallCount(l.getter), l.absentLabel != nullptr ? 0u : 1u) << l.getter;
+        if (l.absentLabel != nullptr) {
+            EXPECT_EQ(rc, 13044u);
+            EXPECT_EQ(CountLog(DbErr(l.absentLabel, 13044), 2), 1u);
+        }
+    }
 
     fwd = 77;
     InjectFault("db_get_if_forwardType", 13044);
@@ -40,36 +69,7 @@ TEST_F(LookupsTest, AttributesAndAccessorFaults)
     EXPECT_EQ(fwd, 77u) << "13044 keeps the caller's value";
     InjectFault("db_get_if_speed", 4);
     EXPECT_EQ(IFMPlugin_MDTLM_GetSpeed(10, &speed), 4u);
-    EXPECT_EQ(CountLog(Err("[IFM][IFMPlugin_MDTLM_GetIfType]db_get_if_speed", 4), 2), 1u);
-}
-
-TEST_F(LookupsTest, ReadResultsPerLookup)
-{
-    uint32_t v = 0;
-    uint64_t speed = 0;
-    char name[IFM_IF_NAME_LEN] = {};
-    EXPECT_EQ(IFMPlugin_GetIfNamebyIfindex(99, name), 15005u);
-    EXPECT_EQ(IFMPLUGIN_MDTLM_GetFwdIfType(99, &v), 15005u);
-    EXPECT_TRUE(standin::Logs().empty());
-    EXPECT_EQ(IFMPlugin_GetIftypeByIfindex(99, &v), 15005u);
-    EXPECT_EQ(IFMPlugin_MDTLM_GetSpeed(99, &speed), 15005u);
-    EXPECT_EQ(CountLog(Err("[IFMPlugin_GetIftypeByIfindex]read object", 15005), 2), 1u);
-    EXPECT_EQ(CountLog(Err("[IFMPlugin_MDTLM_GetIfType]db_read_object", 15005), 2), 1u);
-    EXPECT_EQ(standin::Logs().size(), 2u);
-
-    InjectFault("db_read_obj", 13044);
-    EXPECT_EQ(IFMPLUGIN_MDTLM_GetFwdIfType(10, &v), 13044u);
-    EXPECT_EQ(CountLog(Err("[IFMPLUGIN_MDTLM_GetFwdIfType]db_read_object", 13044), 2), 1u);
-    InjectFault("db_read_obj", 13044);
-    EXPECT_EQ(IFMPlugin_GetIfNamebyIfindex(10, name), 13044u);
-    EXPECT_EQ(CountLog(Err("[IFMPlugin_GetIfNamebyIfindex]read object", 13044), 2), 1u);
-
-    // 13044 from the read: the interface-type lookup accepts it and goes on to the attribute.
-    ResetCallCounts();
-    InjectFault("db_read_obj", 13044);
-    IFMPlugin_GetIftypeByIfindex(10, &v);
-    EXPECT_EQ(CallCount("db_get_if_if_type"), 1u);
-    EXPECT_EQ(CountLog(Err("[IFMPlugin_GetIftypeByIfindex]read object", 13044)), 0u);
+    EXPECT_EQ(CountLog(DbErr("[IFM][IFMPlugin_MDTLM_GetIfType]db_get_if_speed", 4), 2), 1u);
 }
 
 TEST_F(LookupsTest, NamesTranslationAndBounds)
@@ -79,16 +79,13 @@ TEST_F(LookupsTest, NamesTranslationAndBounds)
     PutIf({2, 0, 0, 0, std::string(64, 'b')});
     AddIfMgnt({7, 8, 0});
     AddIfMgnt({5, 100, 0});
-    char name[IFM_IF_NAME_LEN] = {};
-    EXPECT_EQ(IFMPlugin_GetIfNamebyIfindex(100, name), 0u);
-    EXPECT_STREQ(name, "MEth0/0/0");
-    char plain[IFM_IF_NAME_LEN] = {};
-    EXPECT_EQ(IFMPlugin_GetIfNamebyIfindex(10, plain), 0u) << "no if_mgnt match: index used as given";
-    EXPECT_STREQ(plain, "GE0/0/1");
-    char n63[IFM_IF_NAME_LEN] = {};
-    EXPECT_EQ(IFMPlugin_GetIfNamebyIfindex(1, n63), 0u);
-    EXPECT_EQ(std::string(n63), std::string(63, 'a'));
-
+    // {ifindex, name}: 100 is the actual index of the logical 5; 10 has no if_mgnt match.
+    const std::pair<uint32_t, std::string> names[] = {{100, "MEth0/0/0"}, {10, "GE0/0/1"}, {1, std::string(63, 'a')}};
+    for (const auto &n : names) {
+        char buf[IFM_IF_NAME_LEN] = {};
+        EXPECT_EQ(IFMPlugin_GetIfNamebyIfindex(n.first, buf), 0u);
+        EXPECT_EQ(std::string(buf), n.second);
+    }
     char n64[IFM_IF_NAME_LEN];
     std::memset(n64, 'z', sizeof(n64));
     EXPECT_EQ(IFMPlugin_GetIfNamebyIfindex(2, n64), 0u);
@@ -130,10 +127,16 @@ TEST_F(LookupsTest, IfMgntListingAndLogicalIndex)
     EXPECT_EQ(IFMPlugin_GetIfMgntAll(recs, 5), 0u) << "fewer rows than asked";
     EXPECT_EQ(recs[2].actualIfIndex, 103u);
     EXPECT_EQ(recs[3].actualIfIndex, 0u);
-    InjectFault("db_root_iterator_next", 8, 2);
-    EXPECT_EQ(IFMPlugin_GetIfMgntAll(recs, 5), 1u) << "iterator failure before count rows";
-    InjectFault("db_root_iterator_next", 8, 3);
-    EXPECT_EQ(IFMPlugin_GetIfMgntAll(recs, 2), 8u) << "code of the call after the last row";
+    // {failing iterator call, its code, records asked, result}
+    const uint32_t iter[][4] = {{2, 8, 5, 1},     // a failure before count rows
+                                {3, 8, 2, 8},     // the code of the call after the last row
+                                {2, 13044, 2, 0}, // 13044 is success, inside the loop and after it
+                                {3, 13044, 2, 0}};
+    for (const auto &c : iter) {
+        InjectFault("db_root_iterator_next", c[1], c[0]);
+        EXPECT_EQ(IFMPlugin_GetIfMgntAll(recs, c[2]), c[3]) << "call " << c[0] << " code " << c[1];
+        ClearFaults();
+    }
 
     EXPECT_EQ(IFMPlugin_GetMethLogIfindexByActIfindex(&idx), 0u);
     EXPECT_EQ(idx, 1u);

@@ -35,12 +35,7 @@ PortIfStatiData Input(int32_t selector)
     return d;
 }
 
-std::string Err(const std::string &label, uint32_t rc)
-{
-    return "[ERROR]" + label + " failed, ret = " + std::to_string(rc) + ".";
-}
-
-class PortStatReaderTest : public PlatformTest {};
+using PortStatReaderTest = PlatformTest;
 } // namespace
 
 TEST_F(PortStatReaderTest, SelectorTable)
@@ -88,7 +83,7 @@ TEST_F(PortStatReaderTest, SensorReadSubtractsBaseline)
 
     d.ifIndex = 5;
     EXPECT_EQ(IFMPlugin_MDTLM_ReadPortIfStatiByIfIndexForMib(&d), 15005u);
-    EXPECT_EQ(CountLog(Err("[ReadPortIfStatiByIfIndex]db_read_obj", 15005), 2), 1u) << "a missing row is logged";
+    EXPECT_EQ(CountLog(DbErr("[ReadPortIfStatiByIfIndex]db_read_obj", 15005), 2), 1u) << "a missing row is logged";
 }
 
 TEST_F(PortStatReaderTest, AccessorResultsAreOred)
@@ -108,8 +103,8 @@ TEST_F(PortStatReaderTest, AccessorResultsAreOred)
     EXPECT_EQ(IFMPlugin_MDTLM_ReadPortIfStatiByIfIndex(&d), 13045u);
     EXPECT_EQ(d.timestampCollCur, V(9, 22)) << "every accessor is called";
     ASSERT_EQ(Logs().size(), 2u);
-    EXPECT_EQ(Logs()[0].text, Err("[ReadPortIfStatiByInterval]ReadPortIfStatiByInterval failed!", 13045));
-    EXPECT_EQ(Logs()[1].text, Err("[ReadPortIfStatiByIfIndex]ReadPortIfStatiFromObj", 13045));
+    EXPECT_EQ(Logs()[0].text, DbErr("[ReadPortIfStatiByInterval]ReadPortIfStatiByInterval failed!", 13045));
+    EXPECT_EQ(Logs()[1].text, DbErr("[ReadPortIfStatiByIfIndex]ReadPortIfStatiFromObj", 13045));
 }
 
 TEST_F(PortStatReaderTest, EstimateCountersAndTimestamp)
@@ -124,8 +119,7 @@ TEST_F(PortStatReaderTest, EstimateCountersAndTimestamp)
     EXPECT_EQ(d.inBytes, 999400u);
     EXPECT_EQ(d.outBytes, 0u) << "3001 - 11001 * 300 / 1000 clamps at 0";
     EXPECT_EQ(d.timestampCollCur, 200000000u);
-
-    r.steps[2].timestamp_coll_cur = 299999999;
+    r.steps[2].timestamp_coll_cur = 299999999; // 300 s back lies before the epoch
     PutPortStat(r);
     d = Input(300);
     ASSERT_EQ(IFMPlugin_MDTLM_ReadPortIfStatiByIfIndex(&d), 0u);

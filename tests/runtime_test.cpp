@@ -39,8 +39,7 @@ protected:
 };
 
 struct SensorExpect {
-    const char *name;
-    const char *path;
+    const char *name, *path;
     TlmTaskProc proc;
 };
 const SensorExpect kSubif = {"ZOR_IFM_SUBIFSTAT",
@@ -53,14 +52,15 @@ const SensorExpect kMib = {"ZOR_IFM_MIBIFSTAT", "vexalo-ifm:ifm/interfaces/inter
 const SensorExpect kCommon = {"ZOR_IFM_COMMONIFSTAT", "vexalo-ifm:ifm/interfaces/interface/common-statistics",
     IFMPlugin_MDTLM_DealCommonIfStatTask};
 
+// The whole 72-byte record, byte for byte: name, 1000 and 10, callbacks, zero reserve.
 void ExpectRecord(const Registration &r, const SensorExpect &want)
 {
     uint8_t expect[sizeof(TlmSensorReg)] = {};
     std::memcpy(expect, want.name, std::strlen(want.name));
-    const uint64_t values = 0xA000003E8ull; // 1000 low, 10 high
+    const uint64_t values = 0xA000003E8ull;
+    const TlmStopProc stop = IFMPlugin_MDTLM_StopTaskForStat;
     std::memcpy(expect + 32, &values, 8);
     std::memcpy(expect + 40, &want.proc, 8);
-    TlmStopProc stop = IFMPlugin_MDTLM_StopTaskForStat;
     std::memcpy(expect + 48, &stop, 8);
     EXPECT_EQ(std::memcmp(r.record, expect, sizeof(expect)), 0) << want.name;
     EXPECT_EQ(std::string(r.path), want.path);
@@ -79,8 +79,7 @@ TEST_F(EntryTest, BoardTypesRegisterTheirSensorsInOrder)
         regs.clear();
         standin::SetBoardType(c.board);
         ASSERT_EQ(IFMPlugin_MDTLM_Init(41), 0u);
-        EXPECT_EQ(standin::LastVTableCompId(), 1000u);
-        EXPECT_EQ(standin::LastVTableVtblId(), 1000u);
+        EXPECT_EQ(standin::LastVTableCompId() + standin::LastVTableVtblId(), 2000u);
         EXPECT_NE(g_ifmYangNodeHashTable, nullptr);
         ASSERT_EQ(regs.size(), c.sensors.size()) << "board " << c.board;
         for (size_t i = 0; i < regs.size(); ++i) {
@@ -134,13 +133,11 @@ TEST_F(EntryTest, FailuresAndUnknownBoards)
 
 namespace {
 
-TlmTaskInfo *g_seenCopy = nullptr;
 TlmTaskInfo g_seenCfg;
 IfmTaskRound g_seenRound;
 uint32_t CaptureRound(IfmTaskRound *round)
 {
     g_seenRound = *round;
-    g_seenCopy = round->taskCfg;
     std::memcpy(&g_seenCfg, round->taskCfg, sizeof(g_seenCfg));
     return 1;
 }
@@ -150,7 +147,7 @@ uint32_t NoRound(IfmTaskRound *) { return 0; }
 
 using TaskTableTest = PluginTest;
 
-TEST_F(TaskTableTest, RefusesInvalidTaskOrConfiguration)
+TEST_F(TaskTableTest, RefusalsOfTheCallbacks)
 {
     TlmTaskInfo cfg = plugin_state::ZeroTaskInfo();
     EXPECT_EQ(IFMPlugin_MDTLM_DealIfStatTask(1, 0, &cfg), 2u);
@@ -161,6 +158,20 @@ TEST_F(TaskTableTest, RefusesInvalidTaskOrConfiguration)
     EXPECT_EQ(CountLog("invalid taskId", 2), 1u);
     EXPECT_EQ(IFMPlugin_MDTLM_StopTaskForStat(0, 99), 1u);
     EXPECT_EQ(CountLog("can not find taskId[99] in local taskArray", 2), 1u);
+
+    // Allocation failures: the list (slot not taken), the round record, the configuration copy.
+    standin::FailAllocAt(1);
+    EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 8, &cfg, NoRound), 2u);
+    EXPECT_EQ(CountLog("g_arrIdx[0] ifIndexList alloc fail", 2), 1u);
+    EXPECT_EQ(plugin_state::SlotOf(8), nullptr);
+    standin::FailAllocAt(2);
+    EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 8, &cfg, NoRound), 2u);
+    EXPECT_EQ(CountLog("[IFMPlugin_MDTLM_DealMibIfStatTask]taskInfo memory alloc failed.", 2), 1u);
+    standin::FailAllocAt(2);
+    EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 8, &cfg, NoRound), 2u);
+    EXPECT_EQ(CountLog("[IFMPlugin_MDTLM_DealMibIfStatTask]taskInfo taskcfg, malloc failed.", 2), 1u);
+    EXPECT_NE(plugin_state::SlotOf(8), nullptr); // the slot stays in use
+    ExpectKeptBuffers(1);
 }
 
 TEST_F(TaskTableTest, SlotLifecycle)
@@ -186,35 +197,16 @@ TEST_F(TaskTableTest, SlotLifecycle)
     EXPECT_EQ(plugin_state::SlotOf(1101), &g_ifmpluginTaskArr[49]);
     EXPECT_EQ(plugin_state::SlotOf(1101)->ifIndexCount, 0u);
 
-    // A known task keeps its slot and its recorded interfaces.
+    // A known task keeps its slot and its recorded interfaces; the list holds 32000, no more.
     IFM_UpdateYangTaskArray(1101 | (77ull << 32));
     EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 1101, &cfg, NoRound), 0u);
-    EXPECT_EQ(plugin_state::SlotOf(1101)->ifIndexCount, 1u);
     EXPECT_EQ(plugin_state::SlotOf(1101)->ifIndexList[0], 77u);
-    for (uint32_t i = 1; i <= IFM_TASK_IFINDEX_CAPACITY; ++i) { // the list holds 32000, the rest is dropped
+    for (uint32_t i = 1; i <= IFM_TASK_IFINDEX_CAPACITY; ++i) {
         IFM_UpdateYangTaskArray(1101 | (static_cast<uint64_t>(i) << 32));
     }
     EXPECT_EQ(plugin_state::SlotOf(1101)->ifIndexCount, IFM_TASK_IFINDEX_CAPACITY);
     EXPECT_EQ(plugin_state::SlotOf(1101)->ifIndexList[IFM_TASK_IFINDEX_CAPACITY - 1], IFM_TASK_IFINDEX_CAPACITY - 1);
     ExpectKeptBuffers(255);
-}
-
-TEST_F(TaskTableTest, AllocationFailuresOfTheCallback)
-{
-    TlmTaskInfo cfg = plugin_state::ZeroTaskInfo();
-    standin::FailAllocAt(1);
-    EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 8, &cfg, NoRound), 2u);
-    EXPECT_EQ(CountLog("g_arrIdx[0] ifIndexList alloc fail", 2), 1u);
-    EXPECT_EQ(plugin_state::SlotOf(8), nullptr);
-
-    standin::FailAllocAt(2);
-    EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 8, &cfg, NoRound), 2u);
-    EXPECT_EQ(CountLog("[IFMPlugin_MDTLM_DealMibIfStatTask]taskInfo memory alloc failed.", 2), 1u);
-    standin::FailAllocAt(2);
-    EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 8, &cfg, NoRound), 2u);
-    EXPECT_EQ(CountLog("[IFMPlugin_MDTLM_DealMibIfStatTask]taskInfo taskcfg, malloc failed.", 2), 1u);
-    EXPECT_NE(plugin_state::SlotOf(8), nullptr); // the slot stays in use
-    ExpectKeptBuffers(1);
 }
 
 TEST_F(TaskTableTest, RoundGetsAPrivateUpperCasedCopy)
@@ -229,7 +221,7 @@ TEST_F(TaskTableTest, RoundGetsAPrivateUpperCasedCopy)
     EXPECT_EQ(g_seenRound.frmCookie, 0xC0DEu);
     EXPECT_EQ(g_seenRound.taskId, 12u);
     EXPECT_EQ(g_seenRound.encodeType, 1u);
-    EXPECT_NE(g_seenCopy, &cfg);
+    EXPECT_NE(g_seenRound.taskCfg, &cfg);
     EXPECT_EQ(std::memcmp(&g_seenCfg, &cfg, sizeof(cfg)), 0);
 
     // condType 0 leaves the name alone; an oversized length stops at the field's end.
@@ -293,7 +285,7 @@ TEST_F(RoundsTest, StepHandsAllRowsToTheSensorWhichBatchesThem)
     EXPECT_EQ(standin::Alloc().allocCalls, 4u);
     EXPECT_TRUE(standin::Logs().empty());
 
-    // A failing sensor and a failing listing are logged by the step.
+    // A failing sensor, listing or allocation is logged by the step.
     standin::FailAllocAt(2);
     EXPECT_EQ(IFM_IfStatYangTaskProc(&round, TLM_TYPE_IPSTAT_1), 1u);
     EXPECT_EQ(CountLog("IFM_StatTlmProc failed, type:1", 2), 1u);
@@ -303,7 +295,6 @@ TEST_F(RoundsTest, StepHandsAllRowsToTheSensorWhichBatchesThem)
     standin::FailAllocAt(1);
     EXPECT_EQ(IFM_IfStatYangTaskProc(&round, TLM_TYPE_IPSTAT_1), 1u);
     EXPECT_EQ(CountLog("[IFM_IfStatYangTaskProc]if_statistics baseinfo memory alloc failed.", 2), 1u);
-
     AddTrunk(900);
     standin::FailAllocAt(1);
     EXPECT_EQ(IFM_IfmPortStatYangTaskProc(&round, TLM_TYPE_MIB_TRUNK), 1u);
@@ -336,25 +327,23 @@ TEST_F(RoundsTest, RoundProceduresRunEveryStep)
 
 namespace {
 
+// Rows are u32 0, 1, 2, ...; each batch records its first row and size, keeps half of it (records
+// of 8 bytes) and fails when it is batch number g_failBatch. Sending fails for 500 records.
 std::vector<uint32_t> g_batchFirst, g_batchSize, g_sent;
 uint32_t g_failBatch = 0;
 
 uint32_t FakeBuild(IfmTaskRound *, const void *rows, uint32_t n, void *records, uint32_t *kept, uint32_t)
 {
-    const uint32_t *r = static_cast<const uint32_t *>(rows);
     const uint8_t *out = static_cast<const uint8_t *>(records);
     for (uint32_t i = 0; i < n * 8; ++i) {
         if (out[i] != 0) {
             return 99; // the array must arrive zeroed
         }
     }
-    g_batchFirst.push_back(r[0]);
+    g_batchFirst.push_back(*static_cast<const uint32_t *>(rows));
     g_batchSize.push_back(n);
-    if (g_batchSize.size() == g_failBatch) {
-        return 42;
-    }
     *kept = n / 2;
-    return 0;
+    return g_batchSize.size() == g_failBatch ? 42 : 0;
 }
 uint32_t FakeSend(IfmTaskRound *, const void *, uint32_t kept, uint32_t)
 {
@@ -364,57 +353,44 @@ uint32_t FakeSend(IfmTaskRound *, const void *, uint32_t kept, uint32_t)
 
 const IfmBatchTraits kFakeBatch = {4, 8, true, FakeBuild, FakeSend, "bad", "nomem", "build %u/%u", "send %u/%u"};
 
-class BatchTest : public PluginTest {
-protected:
-    void SetUp() override
-    {
-        PluginTest::SetUp();
+} // namespace
+
+TEST_F(RoundsTest, BatchLoopCutsRowsIntoBatchesOf5000)
+{
+    std::vector<uint32_t> rows(12000);
+    for (uint32_t i = 0; i < rows.size(); ++i) {
+        rows[i] = i;
+    }
+    IfmTaskRound round{};
+    auto run = [&](uint32_t count, uint32_t failBatch) {
         g_batchFirst.clear();
         g_batchSize.clear();
         g_sent.clear();
-        g_failBatch = 0;
-        for (uint32_t i = 0; i < rows.size(); ++i) {
-            rows[i] = i;
-        }
-    }
-    std::vector<uint32_t> rows = std::vector<uint32_t>(12000);
-    IfmTaskRound round{};
-};
+        g_failBatch = failBatch;
+        return IFM_BatchTlmProc(&round, rows.data(), count, 0, kFakeBatch);
+    };
+    using V = std::vector<uint32_t>;
+    EXPECT_EQ(run(12000, 0), 0u);
+    EXPECT_EQ(g_batchSize, (V{5000, 5000, 2000}));
+    EXPECT_EQ(g_batchFirst, (V{0, 5000, 10000}));
+    EXPECT_EQ(g_sent, (V{2500, 2500, 1000}));
+    EXPECT_EQ(run(10000, 0), 0u);
+    EXPECT_EQ(g_batchSize, (V{5000, 5000}));
 
-} // namespace
-
-TEST_F(BatchTest, CutsRowsIntoBatchesOf5000)
-{
-    EXPECT_EQ(IFM_BatchTlmProc(&round, rows.data(), 12000, 0, kFakeBatch), 0u);
-    EXPECT_EQ(g_batchSize, (std::vector<uint32_t>{5000, 5000, 2000}));
-    EXPECT_EQ(g_batchFirst, (std::vector<uint32_t>{0, 5000, 10000}));
-    EXPECT_EQ(g_sent, (std::vector<uint32_t>{2500, 2500, 1000}));
-    g_batchSize.clear();
-    EXPECT_EQ(IFM_BatchTlmProc(&round, rows.data(), 10000, 0, kFakeBatch), 0u);
-    EXPECT_EQ(g_batchSize, (std::vector<uint32_t>{5000, 5000}));
-}
-
-TEST_F(BatchTest, Failures)
-{
     EXPECT_EQ(IFM_BatchTlmProc(&round, nullptr, 5, 0, kFakeBatch), 1u);
     EXPECT_EQ(IFM_BatchTlmProc(&round, rows.data(), 0, 0, kFakeBatch), 1u);
     EXPECT_EQ(IFM_BatchTlmProc(nullptr, rows.data(), 5, 0, kFakeBatch), 1u);
     EXPECT_EQ(CountLog("bad", 2), 3u);
-
-    g_failBatch = 2; // kept of the last good batch goes into the message; nothing more is sent
-    EXPECT_EQ(IFM_BatchTlmProc(&round, rows.data(), 12000, 0, kFakeBatch), 42u);
+    // A failed build ends the loop, with the records kept by the last good batch in the message.
+    EXPECT_EQ(run(12000, 2), 42u);
     EXPECT_EQ(CountLog("build 42/2500", 2), 1u);
-    EXPECT_EQ(g_sent.size(), 1u);
-
-    g_failBatch = 0;
-    g_sent.clear();
+    EXPECT_EQ(g_sent, V{2500});
     standin::FailAllocAt(2);
-    EXPECT_EQ(IFM_BatchTlmProc(&round, rows.data(), 12000, 0, kFakeBatch), 1u);
+    EXPECT_EQ(run(12000, 0), 1u);
     EXPECT_EQ(CountLog("nomem", 2), 1u);
-    EXPECT_EQ(g_sent.size(), 1u);
-
-    g_sent.clear(); // a failed send is logged and the loop goes on
-    EXPECT_EQ(IFM_BatchTlmProc(&round, rows.data(), 6000, 0, kFakeBatch), 0u);
+    EXPECT_EQ(g_sent, V{2500});
+    // A failed send is logged and the loop goes on.
+    EXPECT_EQ(run(6000, 0), 0u);
     EXPECT_EQ(CountLog("send 3/500", 2), 1u);
-    EXPECT_EQ(g_sent.size(), 2u);
+    EXPECT_EQ(g_sent, (V{2500, 500}));
 }

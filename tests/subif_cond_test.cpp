@@ -58,35 +58,29 @@ TEST_F(SubifCondTest, SplitsNames)
     EXPECT_EQ(Check(full.data(), Cfg(0)), 1u);
 }
 
-TEST_F(SubifCondTest, PatternOnMainName)
+TEST_F(SubifCondTest, Conditions)
 {
     const struct {
-        const char *pattern, *name;
+        uint32_t condType;
+        const char *pattern, *index, *name;
         uint32_t result;
-    } cases[] = {
-        {"*", "GE1/0/1.5", 0},          {"*", ".5", 0},
-        {"GE1/0/1*", "GE1/0/1.5", 0},   {"GE1/0/1*", "GE1/0/10.5", 0},
-        {"GE1/0/1*", "GE1/0/2.5", 1},   {"GE1/0/10*", "GE1/0/1.5", 1}, // pattern longer than the name
-        {"GE1/0/1*", "ge1/0/1.5", 1},   {"GE1/0/1", "GE1/0/1.7", 0},   // exact, no case folding
-        {"GE1/0/1", "GE1/0/11.7", 1},   {"", "GE1/0/1.7", 1},
+    } rows[] = {
+        {1, "*", "", "GE1/0/1.5", 0},          {1, "*", "", ".5", 0},
+        {1, "GE1/0/1*", "", "GE1/0/1.5", 0},   {1, "GE1/0/1*", "", "GE1/0/10.5", 0},
+        {1, "GE1/0/1*", "", "GE1/0/2.5", 1},   {1, "GE1/0/10*", "", "GE1/0/1.5", 1}, // longer than the name
+        {1, "GE1/0/1*", "", "ge1/0/1.5", 1},   {1, "GE1/0/1", "", "GE1/0/1.7", 0},   // no case folding
+        {1, "GE1/0/1", "", "GE1/0/11.7", 1},   {1, "", "", "GE1/0/1.7", 1},
+        {2, "GE1/0/1", "100", "GE1/0/1.100", 0}, {2, "GE1/0/1", "100", "GE1/0/1.101", 1},
+        {2, "GE1/0/1", "100", "GE1/0/2.100", 1}, {7, "GE1/0/1", "100", "GE1/0/1.100", 0}, // any kind above 1
     };
-    for (const auto &c : cases) {
-        EXPECT_EQ(Check(c.name, Cfg(1, c.pattern)), c.result) << c.pattern << " " << c.name;
+    for (const auto &r : rows) {
+        EXPECT_EQ(Check(r.name, Cfg(r.condType, r.pattern, r.index)), r.result) << r.pattern << " " << r.name;
     }
     EXPECT_EQ(Check("GE1/0/1.7", Cfg(1, std::string(64, 'G') + "*")), 1u); // prefix above 64
     EXPECT_EQ(IFM_DealNameCondType("GE1/0/1*", 8, "GE1/0/1", 65), 1u);      // name size above 64
     EXPECT_TRUE(standin::Logs().empty());
-}
 
-TEST_F(SubifCondTest, MainNameAndNumber)
-{
-    TlmTaskInfo cfg = Cfg(2, "GE1/0/1", "100");
-    EXPECT_EQ(Check("GE1/0/1.100", cfg), 0u);
-    EXPECT_EQ(Check("GE1/0/1.101", cfg), 1u);
-    EXPECT_EQ(Check("GE1/0/2.100", cfg), 1u);
-    EXPECT_EQ(Check("GE1/0/1.100", Cfg(7, "GE1/0/1", "100")), 0u); // any kind above 1
-    EXPECT_TRUE(standin::Logs().empty());
-    for (const char *bad : {"1x", "", "x"}) {
+    for (const char *bad : {"1x", "", "x"}) { // a malformed number skips every subinterface
         EXPECT_EQ(Check("GE1/0/1.100", Cfg(2, "GE1/0/1", bad)), 1u) << bad;
     }
     EXPECT_EQ(standin::CountLog("IFM_DataFilterByCond:strtol error, Transformation was not adequate", 2), 3u);

@@ -6,7 +6,15 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "standin/standin.h"
+
+// The text of a logged store failure: "[ERROR]<label> failed, ret = <rc>.".
+inline std::string DbErr(const std::string &label, uint32_t rc)
+{
+    return "[ERROR]" + label + " failed, ret = " + std::to_string(rc) + ".";
+}
 
 class PlatformTest : public ::testing::Test {
 protected:
