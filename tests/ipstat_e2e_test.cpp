@@ -1,28 +1,22 @@
-// The "ZOR_IFM_IFSTAT" sensor end to end: start-up on a main board, task callbacks on the stand-in
-// clock, uploads decoded with the reference protobuf library and with cJSON, checked against rates
-// computed by hand from the rows stored.
-#include <cjson/cJSON.h>
-
+// The "ZOR_IFM_IFSTAT" sensor end to end on a main board: uploads decoded with the reference
+// protobuf library and with cJSON, checked against rates computed by hand from the rows stored.
+#include <algorithm>
 #include <array>
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "ifm.pb.h"
 #include "sensors/ipstat/ipstat.h"
-#include "support/plugin_state.h"
+#include "support/sensor_harness.h"
 
 namespace {
 
 using standin::store::IfStatRow;
-using standin::store::IfStatStep;
-
 using Counters = std::array<uint64_t, 12>; // in the store's step order
-using Figures = std::array<uint64_t, 24>;  // GPB fields 1..24
-using Report = std::map<std::string, Figures>;
 
-const uint64_t kT0Us = 1700000000ull * 1000000ull;
+const char kSensor[] = "ZOR_IFM_IFSTAT";
+const char kNode[] = "ip-statistics";
 
 Counters Ramp(uint64_t base, uint64_t step)
 {
@@ -33,11 +27,11 @@ Counters Ramp(uint64_t base, uint64_t step)
     return c;
 }
 
-void SetStep(IfStatStep &step, const Counters &c)
+void SetStep(standin::store::IfStatStep &step, const Counters &c)
 {
     uint64_t words[13] = {};
     std::copy(c.begin(), c.end(), words);
-    static_assert(sizeof(IfStatStep) == sizeof(words), "twelve counters and a timestamp");
+    static_assert(sizeof(step) == sizeof(words), "twelve counters and a timestamp");
     memcpy(&step, words, sizeof(words));
 }
 
@@ -46,9 +40,9 @@ struct Stored {
     Counters rate;
 };
 
-// Figures of an interface over rows (its own and its members') read with interval t: the
-// counters one interval back are estimated as latest - rate * t / 1000.
-Figures Expected(const std::vector<Stored> &rows, uint64_t t)
+// Members of an interface over rows (its own and its members') read with interval t: the
+// counters one interval back are estimated as latest - rate * t / 1000, never below 0.
+Members Expected(const std::vector<Stored> &rows, uint64_t t)
 {
     Counters cur{}, delta{};
     for (const Stored &r : rows) {
@@ -58,46 +52,34 @@ Figures Expected(const std::vector<Stored> &rows, uint64_t t)
             delta[j] += back > r.latest[j] ? r.latest[j] : back;
         }
     }
-    Figures f{};
+    uint64_t f[24] = {};
     for (size_t p = 0; p < 3; ++p) {
         for (size_t k = 0; k < 4; ++k) {
             f[8 * p + k] = cur[4 * p + k];
         }
-        f[8 * p + 4] = delta[4 * p] / t * 8;
+        f[8 * p + 4] = delta[4 * p] / t * 8; // bytes divided first
         f[8 * p + 5] = delta[4 * p + 1] / t * 8;
         f[8 * p + 6] = delta[4 * p + 2] / t;
         f[8 * p + 7] = delta[4 * p + 3] / t;
     }
-    return f;
+    Members m;
+    const auto *d = zor::ifm::IpStatistics::descriptor();
+    for (int n = 1; n <= 24; ++n) {
+        std::string name = d->FindFieldByNumber(n)->name();
+        std::replace(name.begin(), name.end(), '_', '-');
+        m[name] = std::to_string(f[n - 1]);
+    }
+    return m;
 }
 
-struct Upload {
-    SampleData header;
-    std::string data; // the message behind the header
-};
-
-class IfStatE2ETest : public PluginTest {
+class IfStatE2ETest : public SensorTest {
 protected:
     void SetUp() override
     {
-        PluginTest::SetUp();
-        standin::SetRegHandler([this](uint32_t, const char *path, const TlmSensorReg *reg) {
-            if (strcmp(reg->sensorName, "ZOR_IFM_IFSTAT") == 0) {
-                path_ = path;
-                taskProc_ = reg->taskProc;
-                stopProc_ = reg->stopProc;
-            }
-            return 0u;
-        });
-        standin::SetUploadHandler([this](uint32_t, const SampleData *s) {
-            uploads_.push_back({*s, std::string(reinterpret_cast<const char *>(s) + sizeof(SampleData), s->dataLen)});
-            return 0u;
-        });
-        standin::SetClockUs(kT0Us);
-        standin::SetBoardType(1);
-        ASSERT_EQ(IFMPlugin_MDTLM_Init(42), 0u);
-        ASSERT_NE(taskProc_, nullptr);
-        EXPECT_EQ(path_, "vexalo-ifm:ifm/interfaces/interface/vexalo-ifm-ip-statistics:ip-statistics");
+        SensorTest::SetUp();
+        standin::SetClockUs(1700000000ull * 1000000ull);
+        Start(1, kSensor);
+        EXPECT_EQ(paths_[kSensor], "vexalo-ifm:ifm/interfaces/interface/vexalo-ifm-ip-statistics:ip-statistics");
         BuildDevice();
     }
 
@@ -161,109 +143,29 @@ protected:
         };
     }
 
-    uint32_t Run(uint32_t taskId, TlmTaskInfo &cfg, uint32_t cookie = 0xC001)
-    {
-        uploads_.clear();
-        return taskProc_(cookie, taskId, &cfg);
-    }
-
-    void Stop(uint32_t taskId) { EXPECT_EQ(stopProc_(0, taskId), 0u); }
-
-    void CheckEnvelopes(uint32_t taskId, uint32_t cookie)
-    {
-        for (const Upload &u : uploads_) {
-            EXPECT_EQ(u.header.taskId, taskId);
-            EXPECT_EQ(u.header.frmCookie, cookie);
-            EXPECT_EQ(u.header.timestampMs, u.header.timestampMs2);
-            EXPECT_EQ(u.header.timestampMs / 1000, standin::NowUs() / 1000000);
-        }
-    }
-
-    // Figures by interface name from the uploads of the last round, GPB or JSON. Under injected
-    // faults a name can be absent or a row listed twice: then names need not be unique.
-    Report Decode(bool unique = true)
-    {
-        Report r;
-        const google::protobuf::Descriptor *d = zor::ifm::IpStatistics::descriptor();
-        for (const Upload &u : uploads_) {
-            Figures f{};
-            if (u.data[0] != '{') {
-                zor::ifm::Ifm msg;
-                EXPECT_TRUE(msg.ParseFromString(u.data));
-                for (const auto &e : msg.interfaces()) {
-                    const auto &ip = e.interface().ip_statistics();
-                    for (int n = 1; n <= 24; ++n) {
-                        f[n - 1] = ip.GetReflection()->GetUInt64(ip, d->FindFieldByNumber(n));
-                    }
-                    EXPECT_TRUE(r.emplace(e.interface().name(), f).second || !unique) << e.interface().name();
-                }
-                continue;
-            }
-            cJSON *root = cJSON_Parse(u.data.c_str());
-            cJSON *itf = nullptr;
-            cJSON_ArrayForEach(itf, cJSON_GetObjectItem(cJSON_GetObjectItem(cJSON_GetObjectItem(root, "ifm"),
-                                                                             "interfaces"), "interface"))
-            {
-                size_t n = 0;
-                cJSON *m = nullptr;
-                cJSON_ArrayForEach(m, cJSON_GetObjectItem(itf, "ip-statistics"))
-                {
-                    f[n++ % 24] = std::stoull(cJSON_GetStringValue(m));
-                }
-                EXPECT_EQ(n, 24u);
-                EXPECT_TRUE(r.emplace(cJSON_GetStringValue(itf->child), f).second);
-            }
-            cJSON_Delete(root);
-        }
-        return r;
-    }
-
-    TlmTaskInfo Cfg(uint32_t encodeType)
-    {
-        TlmTaskInfo cfg = plugin_state::ZeroTaskInfo();
-        cfg.encodeType = encodeType;
-        return cfg;
-    }
-
-    std::string path_;
-    TlmTaskProc taskProc_ = nullptr;
-    TlmStopProc stopProc_ = nullptr;
-    std::vector<Upload> uploads_;
-    Report expected_;
+    Reported expected_;
 };
 
 TEST_F(IfStatE2ETest, GpbAndJsonReportTheSameHandComputedFigures)
 {
-    TlmTaskInfo gpb = Cfg(0);
-    ASSERT_EQ(Run(1, gpb, 0xAB), 0u);
+    EXPECT_EQ(TickIfm(kSensor, kNode, 1, Cfg(0)), expected_);
     EXPECT_EQ(uploads_.size(), 4u) << "one envelope per row type";
-    CheckEnvelopes(1, 0xAB);
-    const Report fromGpb = Decode();
+    EXPECT_EQ(uploads_[0].header.timestampMs / 1000, standin::NowUs() / 1000000);
 
     standin::AdvanceClockUs(1500000);
-    TlmTaskInfo json = Cfg(1);
-    ASSERT_EQ(Run(2, json, 0xCD), 0u);
-    CheckEnvelopes(2, 0xCD);
-    const Report fromJson = Decode();
-
-    EXPECT_EQ(fromGpb, expected_);
-    EXPECT_EQ(fromJson, expected_);
+    EXPECT_EQ(TickIfm(kSensor, kNode, 2, Cfg(1)), expected_);
     EXPECT_EQ(standin::CountLog("[IFMPlugin_GetIfNamebyIfindex] Memory copy failed", 2), 2u);
-    Stop(1);
-    Stop(2);
 }
 
 TEST_F(IfStatE2ETest, NameFilterKeepsMatchingInterfacesOnly)
 {
-    TlmTaskInfo cfg = Cfg(0);
+    TlmTaskInfo cfg = Cfg(0, 1);
     cfg.condType = 1;
     memcpy(cfg.condKey, "name", 4);
     const char pattern[] = "eth-trunk*";
     cfg.condNameLen = sizeof(pattern) - 1;
     memcpy(cfg.condName, pattern, cfg.condNameLen);
-    cfg.suppressRedundant = 1;
-    ASSERT_EQ(Run(3, cfg), 0u);
-    const Report r = Decode();
+    const Reported r = TickIfm(kSensor, kNode, 3, cfg);
     // An empty name is a prefix of everything, so it passes a pattern ending in "*".
     ASSERT_EQ(r.size(), 2u);
     EXPECT_EQ(r.count("Eth-Trunk1"), 1u);
@@ -271,35 +173,25 @@ TEST_F(IfStatE2ETest, NameFilterKeepsMatchingInterfacesOnly)
     // Filtered interfaces never reach the cache.
     EXPECT_EQ(plugin_state::CacheNode(3, 10), nullptr);
     EXPECT_NE(plugin_state::CacheNode(3, 20), nullptr);
-    Stop(3);
 }
 
 TEST_F(IfStatE2ETest, UnchangedSamplesAreSuppressedUntilThePeriodEnds)
 {
-    TlmTaskInfo cfg = Cfg(0);
-    cfg.suppressRedundant = 1;
-    cfg.reportPeriod = 60;
-    ASSERT_EQ(Run(4, cfg), 0u);
-    EXPECT_EQ(Decode().size(), expected_.size());
-
+    const TlmTaskInfo cfg = Cfg(0, 1, 60);
+    EXPECT_EQ(TickIfm(kSensor, kNode, 4, cfg).size(), expected_.size());
     standin::AdvanceClockUs(59000000);
-    ASSERT_EQ(Run(4, cfg), 0u);
+    EXPECT_TRUE(TickIfm(kSensor, kNode, 4, cfg).empty());
     EXPECT_TRUE(uploads_.empty());
-
     standin::AdvanceClockUs(1000000);
-    ASSERT_EQ(Run(4, cfg), 0u);
-    EXPECT_EQ(Decode().size(), expected_.size());
+    EXPECT_EQ(TickIfm(kSensor, kNode, 4, cfg).size(), expected_.size());
 
     // A changed counter of one port is reported at once; the others stay quiet.
     standin::AdvanceClockUs(5000000);
-    IfStatRow *row = standin::store::FindIfStat(10);
-    ASSERT_NE(row, nullptr);
-    row->steps[0].in_bytes += 300;
-    ASSERT_EQ(Run(4, cfg), 0u);
-    const Report r = Decode();
+    standin::store::FindIfStat(10)->steps[0].in_bytes += 300;
+    const Reported r = TickIfm(kSensor, kNode, 4, cfg);
     ASSERT_EQ(r.size(), 1u);
-    EXPECT_EQ(r.begin()->first, "GE1/0/1");
-    EXPECT_EQ(r.begin()->second[0], expected_["GE1/0/1"][0] + 300);
+    EXPECT_EQ(r.at("GE1/0/1").at("receive-ip-byte"),
+              std::to_string(std::stoull(expected_["GE1/0/1"]["receive-ip-byte"]) + 300));
 
     Stop(4);
     EXPECT_EQ(plugin_state::CacheNode(4, 10), nullptr);
@@ -307,35 +199,13 @@ TEST_F(IfStatE2ETest, UnchangedSamplesAreSuppressedUntilThePeriodEnds)
 
 TEST_F(IfStatE2ETest, StoreFaultsAndAllocationFailuresNeverLeak)
 {
-    TlmTaskInfo cfg = Cfg(0);
-    ASSERT_EQ(Run(5, cfg), 0u);
-    const uint64_t base = standin::Alloc().outstandingBuffers; // the task's interface list
-
-    const char *functions[] = {"db_create_if_statistics_obj", "db_read_obj", "db_root_iterator_next",
-                               "db_create_child_node", "db_child_get", "db_child_count",
-                               "db_get_if_statistics_steps_ipv6_in_packets", "db_get_if_statistics_interval_index",
-                               "db_get_if_name", "db_get_if_forwardType", "db_get_if_mgnt_sp_rootsup",
-                               "db_get_trunk_member_member_member_ifindex", "db_get_table_record_count"};
-    for (const char *fn : functions) {
-        for (uint64_t nth = 1; nth <= 24; ++nth) {
-            for (uint32_t code : {99u, DB_VALUE_ABSENT, DB_NO_RECORD}) {
-                standin::store::InjectFault(fn, code, nth);
-                Run(5, cfg);
-                standin::store::ClearFaults();
-                Decode(false);
-                ASSERT_EQ(standin::store::LiveObjects(), 0u) << fn << " #" << nth;
-                ASSERT_EQ(standin::Alloc().outstandingBuffers, base) << fn << " #" << nth;
-            }
-        }
-    }
-    for (uint64_t nth = 1; nth <= 40; ++nth) {
-        standin::FailAllocAt(nth);
-        Run(5, cfg);
-        standin::ClearAllocFaults();
-        Decode(false);
-        ASSERT_EQ(standin::Alloc().outstandingBuffers, base) << "allocation #" << nth;
-    }
-    Stop(5);
+    FaultSweep(kSensor, kNode, 5, Cfg(0),
+               {"db_create_if_statistics_obj", "db_read_obj", "db_root_iterator_next", "db_create_child_node",
+                "db_child_get", "db_child_count", "db_get_if_statistics_steps_ipv6_in_packets",
+                "db_get_if_statistics_interval_index", "db_get_if_name", "db_get_if_forwardType",
+                "db_get_if_mgnt_sp_rootsup", "db_get_trunk_member_member_member_ifindex",
+                "db_get_table_record_count"},
+               24, 40);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // IP statistics encoder: GPB bytes, decoding with the reference library, JSON shape, allocations.
 #include <cjson/cJSON.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -10,15 +11,6 @@
 #include "support/fixture.h"
 
 namespace {
-
-const char *const kMembers[24] = {
-    "receive-ip-byte",       "send-ip-byte",       "receive-ip-packet",        "send-ip-packet",
-    "receive-ip-bit-rate",   "send-ip-bit-rate",   "receive-ip-packet-rate",   "send-ip-packet-rate",
-    "receive-ipv4-byte",     "send-ipv4-byte",     "receive-ipv4-packet",      "send-ipv4-packet",
-    "receive-ipv4-bit-rate", "send-ipv4-bit-rate", "receive-ipv4-packet-rate", "send-ipv4-packet-rate",
-    "receive-ipv6-byte",     "send-ipv6-byte",     "receive-ipv6-packet",      "send-ipv6-packet",
-    "receive-ipv6-bit-rate", "send-ipv6-bit-rate", "receive-ipv6-packet-rate", "send-ipv6-packet-rate",
-};
 
 // Field k of the message carries base + k, so a figure in the wrong field shows.
 TlmIfStatData Record(const std::string &name, uint64_t base = 0)
@@ -101,7 +93,9 @@ TEST_F(IfStatEncoderTest, GpbAndJsonCarryEveryFigureInItsField)
             EXPECT_EQ(itf.ip_statistics().GetReflection()->GetUInt64(itf.ip_statistics(), d->FindFieldByNumber(f)),
                       want);
             ASSERT_NE(member, nullptr);
-            EXPECT_STREQ(member->string, kMembers[f - 1]);
+            std::string name = d->FindFieldByNumber(f)->name(); // JSON spells the field's name with dashes
+            std::replace(name.begin(), name.end(), '_', '-');
+            EXPECT_EQ(member->string, name);
             EXPECT_EQ(std::string(member->valuestring), std::to_string(want));
         }
         EXPECT_EQ(member, nullptr);

@@ -7,17 +7,12 @@
 #include <string>
 #include <vector>
 
-#include <cjson/cJSON.h>
-
-#include "ifm.pb.h"
 #include "sensors/mibstat/mibstat.h"
-#include "support/plugin_state.h"
+#include "support/sensor_harness.h"
 
 namespace {
 
 using standin::store::IfRow;
-using Members = std::map<std::string, std::string>; // JSON key -> value text
-using Reported = std::map<std::string, Members>;     // interface name -> its node
 
 constexpr uint64_t kL = 1700000000000000ull; // latest snapshot (µs)
 
@@ -55,60 +50,15 @@ void PutVlanif(uint32_t ifIndex, uint8_t enabled, const std::string &name)
     standin::store::PutIf(IfRow{ifIndex, 1, 1, 1000, name});
 }
 
-void AddGpb(const std::string &bytes, Reported &out)
-{
-    zor::ifm::Ifm msg;
-    ASSERT_TRUE(msg.ParseFromString(bytes));
-    for (const auto &entry : msg.interfaces()) {
-        const auto &iface = entry.interface();
-        const google::protobuf::Message &node = iface.has_mib_statistics()
-                                                    ? static_cast<const google::protobuf::Message &>(iface.mib_statistics())
-                                                    : iface.common_statistics();
-        for (int i = 0; i < node.GetDescriptor()->field_count(); ++i) {
-            const auto *field = node.GetDescriptor()->field(i);
-            std::string key = field->name();
-            std::replace(key.begin(), key.end(), '_', '-');
-            out[iface.name()][key] = field->cpp_type() == google::protobuf::FieldDescriptor::CPPTYPE_STRING
-                                         ? node.GetReflection()->GetString(node, field)
-                                         : std::to_string(node.GetReflection()->GetUInt64(node, field));
-        }
-    }
-}
+const char kMib[] = "ZOR_IFM_MIBIFSTAT";
+const char kCommon[] = "ZOR_IFM_COMMONIFSTAT";
 
-void AddJson(const std::string &text, const char *model, Reported &out)
-{
-    cJSON *root = cJSON_Parse(text.c_str());
-    ASSERT_NE(root, nullptr) << text;
-    const cJSON *item = nullptr;
-    cJSON_ArrayForEach(item, cJSON_GetObjectItem(cJSON_GetObjectItem(cJSON_GetObjectItem(root, "ifm"), "interfaces"),
-                                                 "interface"))
-    {
-        const cJSON *member = nullptr;
-        cJSON_ArrayForEach(member, cJSON_GetObjectItem(item, model))
-        {
-            out[cJSON_GetObjectItem(item, "name")->valuestring][member->string] = cJSON_IsString(member) ? member->valuestring : "(not a string)";
-        }
-    }
-    cJSON_Delete(root);
-}
-
-class MibE2eTest : public PluginTest {
+class MibE2eTest : public SensorTest {
 protected:
     void SetUp() override
     {
-        PluginTest::SetUp();
-        standin::SetBoardType(6);
-        standin::SetRegHandler([this](uint32_t, const char *path, const TlmSensorReg *reg) {
-            sensors_[reg->sensorName] = *reg;
-            return path == nullptr ? 1u : 0u;
-        });
-        standin::SetUploadHandler([this](uint32_t, const SampleData *s) {
-            EXPECT_EQ(s->frmCookie, 0xC0C0u);
-            EXPECT_EQ(s->taskId, taskId_);
-            uploads_.emplace_back(reinterpret_cast<const char *>(s + 1), s->dataLen);
-            return 0u;
-        });
-        ASSERT_EQ(IFMPlugin_MDTLM_Init(7), 0u);
+        SensorTest::SetUp();
+        Start(6, kMib);
         standin::SetClockUs(kL + 1500000); // two seconds back lies halfway between pre1s and latest
 
         PutPort(1, 1000, "GE1/0/1");
@@ -125,32 +75,11 @@ protected:
         PutVlanif(201, 0, "Vlanif20"); // statistics off
     }
 
-    // One round of a task; returns what it reported, decoded from its encoding.
-    Reported Tick(const char *sensor, uint32_t taskId, TlmTaskInfo &cfg)
+    Reported Mib(uint32_t taskId, const TlmTaskInfo &cfg) { return TickIfm(kMib, "mib-statistics", taskId, cfg); }
+    Reported Common(uint32_t taskId, const TlmTaskInfo &cfg)
     {
-        uploads_.clear();
-        taskId_ = taskId;
-        EXPECT_EQ(sensors_.at(sensor).taskProc(0xC0C0, taskId, &cfg), 0u);
-        Reported r;
-        for (const std::string &u : uploads_) {
-            if (cfg.encodeType == 0) {
-                AddGpb(u, r);
-            } else {
-                AddJson(u, strcmp(sensor, "ZOR_IFM_MIBIFSTAT") == 0 ? "mib-statistics" : "common-statistics", r);
-            }
-        }
-        return r;
+        return TickIfm(kCommon, "common-statistics", taskId, cfg);
     }
-
-    static TlmTaskInfo Cfg(uint32_t encodeType, uint32_t suppress = 0)
-    {
-        TlmTaskInfo cfg = plugin_state::ZeroTaskInfo();
-        cfg.encodeType = encodeType;
-        cfg.suppressRedundant = suppress;
-        return cfg;
-    }
-
-    void Stop(uint32_t taskId) { EXPECT_EQ(sensors_.begin()->second.stopProc(0, taskId), 0u); }
 
     static std::vector<std::string> Names(const Reported &r)
     {
@@ -160,18 +89,13 @@ protected:
         }
         return names;
     }
-
-    std::map<std::string, TlmSensorReg> sensors_;
-    std::vector<std::string> uploads_;
-    uint32_t taskId_ = 0;
 };
 
 const std::vector<std::string> kReported = {"Eth-Trunk1", "GE1/0/1", "GE1/0/2", "MEth0/0/0", "Vlanif10"};
 
 TEST_F(MibE2eTest, MibRoundInBothEncodings)
 {
-    TlmTaskInfo gpbCfg = Cfg(0), jsonCfg = Cfg(1);
-    const Reported gpb = Tick("ZOR_IFM_MIBIFSTAT", 11, gpbCfg);
+    const Reported gpb = Mib(11, Cfg(0));
     EXPECT_EQ(uploads_.size(), 3u); // if_statistics rows, physical ports, trunks
     EXPECT_EQ(Names(gpb), kReported);
     // Ports at base 3.5 b: packets 3 x, bytes 1 x plus 20 per packet; the trunk sums its members.
@@ -179,17 +103,16 @@ TEST_F(MibE2eTest, MibRoundInBothEncodings)
     EXPECT_EQ(gpb.at("GE1/0/1").at("receive-byte"), std::to_string(3500 + 20 * 10500));
     EXPECT_EQ(gpb.at("GE1/0/2").at("send-drop-packet"), "70000");
     EXPECT_EQ(gpb.at("Eth-Trunk1").at("send-byte"), std::to_string(82 * 10500));
+    EXPECT_EQ(standin::CountLog("read mib ifm port stat error, ifIndex:9", 2), 1u);
+    EXPECT_EQ(standin::CountLog("[ReadMibTrunkIfmPortStat]get memberIfindexes fail, ifIndex:101", 2), 1u);
     EXPECT_EQ(gpb.at("Vlanif10").at("receive-byte"), "600000"); // latest, no overhead
     EXPECT_EQ(gpb.at("Vlanif10").at("receive-unicast-packet"), "0");
-    EXPECT_EQ(Tick("ZOR_IFM_MIBIFSTAT", 12, jsonCfg), gpb);
-    Stop(11);
-    Stop(12);
+    EXPECT_EQ(Mib(12, Cfg(1)), gpb);
 }
 
 TEST_F(MibE2eTest, CommonRoundInBothEncodings)
 {
-    TlmTaskInfo gpbCfg = Cfg(0), jsonCfg = Cfg(1);
-    const Reported gpb = Tick("ZOR_IFM_COMMONIFSTAT", 21, gpbCfg);
+    const Reported gpb = Common(21, Cfg(0));
     EXPECT_EQ(uploads_.size(), 3u); // physical ports, if_statistics rows, trunks
     EXPECT_EQ(Names(gpb), kReported);
     const Members p1 = gpb.at("GE1/0/1"), trunk = gpb.at("Eth-Trunk1"), vlanif = gpb.at("Vlanif10");
@@ -204,23 +127,21 @@ TEST_F(MibE2eTest, CommonRoundInBothEncodings)
     EXPECT_EQ(standin::CountLog("read commmon ifm port stat error, ifIndex:9", 2), 1u);
     EXPECT_EQ(vlanif.at("in-bit-rate"), "8000"); // no overhead, no use rates
     EXPECT_EQ(vlanif.at("in-use-rate"), "0.00%");
-    EXPECT_EQ(Tick("ZOR_IFM_COMMONIFSTAT", 22, jsonCfg), gpb);
-    Stop(21);
-    Stop(22);
+    EXPECT_EQ(Common(22, Cfg(1)), gpb);
 }
 
 TEST_F(MibE2eTest, UnchangedCountersAreSuppressedEvenWhenUseRatesMove)
 {
-    TlmTaskInfo cfg = Cfg(0, 1), mibCfg = Cfg(0, 1);
-    EXPECT_EQ(Tick("ZOR_IFM_COMMONIFSTAT", 31, cfg).size(), 5u);
+    const TlmTaskInfo cfg = Cfg(0, 1);
+    EXPECT_EQ(Common(31, cfg).size(), 5u);
     standin::store::FindIf(1)->speed = 500; // use rates double, counters stay
-    EXPECT_EQ(Tick("ZOR_IFM_COMMONIFSTAT", 31, cfg).size(), 0u);
+    EXPECT_EQ(Common(31, cfg).size(), 0u);
     EXPECT_EQ(uploads_.size(), 0u);
     standin::store::FindPortStat(1)->steps[4].in_packets += 1;
-    EXPECT_EQ(Names(Tick("ZOR_IFM_COMMONIFSTAT", 31, cfg)), (std::vector<std::string>{"Eth-Trunk1", "GE1/0/1"}));
+    EXPECT_EQ(Names(Common(31, cfg)), (std::vector<std::string>{"Eth-Trunk1", "GE1/0/1"}));
 
-    EXPECT_EQ(Tick("ZOR_IFM_MIBIFSTAT", 32, mibCfg).size(), 5u); // its own nodes
-    EXPECT_EQ(Tick("ZOR_IFM_MIBIFSTAT", 32, mibCfg).size(), 0u);
+    EXPECT_EQ(Mib(32, cfg).size(), 5u); // its own nodes
+    EXPECT_EQ(Mib(32, cfg).size(), 0u);
     EXPECT_NE(plugin_state::CacheNode(31, 1), nullptr);
     Stop(31);
     Stop(32);
@@ -232,11 +153,19 @@ TEST_F(MibE2eTest, FiftyInterfacesPerMessage)
     for (uint32_t i = 0; i < 120; ++i) {
         PutPort(1000 + i, 10, "10GE1/0/" + std::to_string(i));
     }
-    TlmTaskInfo cfg = Cfg(1);
-    EXPECT_EQ(Tick("ZOR_IFM_MIBIFSTAT", 41, cfg).size(), 125u);
+    EXPECT_EQ(Mib(41, Cfg(1)).size(), 125u);
     ASSERT_EQ(uploads_.size(), 5u); // Vlanif10; 123 ports as 50, 50 and 23; Eth-Trunk1
-    EXPECT_EQ(std::count(uploads_[3].begin(), uploads_[3].end(), '{'), 3 + 2 * 23);
-    Stop(41);
+    EXPECT_EQ(std::count(uploads_[3].data.begin(), uploads_[3].data.end(), '{'), 3 + 2 * 23);
+}
+
+TEST_F(MibE2eTest, StoreFaultsAndAllocationFailuresNeverLeak)
+{
+    const std::initializer_list<const char *> functions = {
+        "db_read_obj", "db_root_iterator_next", "db_child_get", "db_get_if_name", "db_get_if_if_type",
+        "db_get_if_speed", "db_get_ifm_port_statistics_steps_in_packets",
+        "db_get_trunk_member_member_member_ifindex", "db_get_table_record_count"};
+    FaultSweep(kMib, "mib-statistics", 51, Cfg(0), functions, 12, 30);
+    FaultSweep(kCommon, "common-statistics", 52, Cfg(1), functions, 12, 30);
 }
 
 } // namespace

@@ -134,24 +134,6 @@ TEST_F(PortRatesTest, MibFailingSampleReadFailsTheRecord)
     }
 }
 
-TEST_F(PortRatesTest, MibTrunkSumsReadableMembers)
-{
-    const uint64_t twice[4] = {8000, 6000, 4000, 2000};
-    PutPort(1, kRising);
-    PutPort(2, twice);
-    standin::store::AddTrunk(100);
-    standin::store::SetTrunkMembers(100, {1, 3, 2});
-    standin::SetClockUs(kL + 1500000);
-    IfmTlmMibIfStatData rec = Record(100);
-    ASSERT_EQ(IFMPlugin_MDTLM_ReadIfmPortStatByType(&rec, TLM_TYPE_MIB_TRUNK), 0u);
-    ExpectMibBase(rec, 3500 + 7000);
-    EXPECT_EQ(standin::CountLog("read mib ifm port stat error, ifIndex:3", 2), 1u);
-
-    standin::store::RemoveTrunkMembers(100);
-    EXPECT_EQ(IFMPlugin_MDTLM_ReadMibTrunkIfmPortStat(&rec), 1u);
-    EXPECT_EQ(standin::CountLog("[ReadMibTrunkIfmPortStat]get memberIfindexes fail, ifIndex:100", 2), 1u);
-}
-
 // 300 s back: 1000 packets and 1,500,000 bytes received, 3000 packets and 6,000,000 bytes sent.
 void PutCommonPort(uint32_t ifIndex, uint64_t speed)
 {

@@ -3,7 +3,6 @@
 // cJSON) and compared with what the store holds.
 #include <cstdlib>
 #include <cstring>
-#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -12,7 +11,7 @@
 
 #include "oc_interfaces.pb.h"
 #include "sensors/subif/subif.h"
-#include "support/plugin_state.h"
+#include "support/sensor_harness.h"
 
 namespace {
 
@@ -59,32 +58,14 @@ std::vector<Sub> Decode(const std::string &data, size_t *groups = nullptr)
     return out;
 }
 
-class SubifE2eTest : public PluginTest {
+const char kSensor[] = "ZOR_IFM_SUBIFSTAT";
+
+class SubifE2eTest : public SensorTest {
 protected:
     void Start(uint32_t boardType)
     {
-        standin::SetBoardType(boardType);
-        standin::SetRegHandler([this](uint32_t, const char *path, const TlmSensorReg *reg) {
-            if (strcmp(reg->sensorName, "ZOR_IFM_SUBIFSTAT") == 0) {
-                reg_ = *reg;
-                path_ = path;
-            }
-            return 0u;
-        });
-        standin::SetUploadHandler([this](uint32_t, const SampleData *s) {
-            uploads_.push_back({*s, std::string(reinterpret_cast<const char *>(s + 1), s->dataLen)});
-            return 0u;
-        });
-        IFMPlugin_MDTLM_Init(7);
-        ASSERT_NE(reg_.taskProc, nullptr);
-        EXPECT_EQ(path_, "openconfig-interfaces:interfaces/interface/subinterfaces/subinterface/state/counters");
-    }
-    void TearDown() override
-    {
-        for (uint32_t id : tasks_) {
-            EXPECT_EQ(reg_.stopProc(0, id), 0u);
-        }
-        PluginTest::TearDown();
+        SensorTest::Start(boardType, kSensor);
+        EXPECT_EQ(paths_[kSensor], "openconfig-interfaces:interfaces/interface/subinterfaces/subinterface/state/counters");
     }
 
     void AddSubif(uint32_t ifIndex, const std::string &name, uint64_t inB, uint64_t inP = 0, uint64_t outB = 0,
@@ -100,29 +81,17 @@ protected:
         standin::store::PutIfStat(row);
     }
 
-    // One tick of a task: the envelopes it uploaded, or the numbers of the subinterfaces sent.
-    std::vector<std::pair<SampleData, std::string>> Round(uint32_t taskId, TlmTaskInfo cfg)
-    {
-        tasks_.insert(taskId);
-        uploads_.clear();
-        EXPECT_EQ(reg_.taskProc(0xC00C1E, taskId, &cfg), 0u);
-        return uploads_;
-    }
+    // The numbers of the subinterfaces one tick sent, in upload order.
     std::vector<uint64_t> Sent(uint32_t taskId, const TlmTaskInfo &cfg)
     {
         std::vector<uint64_t> numbers;
-        for (const auto &u : Round(taskId, cfg)) {
-            for (const Sub &s : Decode(u.second)) {
+        for (const Upload &u : Tick(kSensor, taskId, cfg)) {
+            for (const Sub &s : Decode(u.data)) {
                 numbers.push_back(std::get<1>(s));
             }
         }
         return numbers;
     }
-
-    TlmSensorReg reg_{};
-    std::string path_;
-    std::vector<std::pair<SampleData, std::string>> uploads_;
-    std::set<uint32_t> tasks_;
 };
 
 class SubifRoundTest : public SubifE2eTest, public ::testing::WithParamInterface<uint32_t> {};
@@ -143,14 +112,12 @@ TEST_P(SubifRoundTest, GpbAndJsonReportTheStore)
     TlmTaskInfo cfg = plugin_state::ZeroTaskInfo();
     for (uint32_t encodeType : {0u, 1u}) {
         cfg.encodeType = encodeType;
-        auto ups = Round(100 + encodeType, cfg);
+        const auto &ups = Tick(kSensor, 100 + encodeType, cfg, 0xC00C1E);
         ASSERT_EQ(ups.size(), 1u);
-        const SampleData &h = ups[0].first;
-        EXPECT_EQ(h.frmCookie, 0xC00C1Eu);
-        EXPECT_EQ(h.taskId, 100 + encodeType);
-        EXPECT_EQ(h.timestampMs, h.timestampMs2);
+        EXPECT_EQ(ups[0].header.frmCookie, 0xC00C1Eu);
+        EXPECT_EQ(ups[0].header.taskId, 100 + encodeType);
         size_t groups = 0;
-        EXPECT_EQ(Decode(ups[0].second, &groups), expected);
+        EXPECT_EQ(Decode(ups[0].data, &groups), expected);
         EXPECT_EQ(groups, encodeType == 0 ? 5u : 4u); // JSON groups the two GE1/0/1 subinterfaces
     }
 
@@ -236,11 +203,11 @@ TEST_F(SubifE2eTest, SuppressionOverRounds)
     const uint64_t s = 1000000;
     EXPECT_EQ(Sent(5, cfg), std::vector<uint64_t>({1, 2, 3}));
     standin::AdvanceClockUs(30 * s); // 1030
-    EXPECT_TRUE(Round(5, cfg).empty());
+    EXPECT_TRUE(Tick(kSensor, 5, cfg).empty());
     standin::store::FindIfStat(2)->steps[0].out_packets = 1;
     EXPECT_EQ(Sent(5, cfg), std::vector<uint64_t>({2}));
     standin::AdvanceClockUs(29 * s); // 1059
-    EXPECT_TRUE(Round(5, cfg).empty());
+    EXPECT_TRUE(Tick(kSensor, 5, cfg).empty());
     standin::AdvanceClockUs(1 * s); // 1060: due for 1 and 3; 2 restarted its period at 1030
     EXPECT_EQ(Sent(5, cfg), std::vector<uint64_t>({1, 3}));
     standin::AdvanceClockUs(30 * s); // 1090
@@ -249,7 +216,7 @@ TEST_F(SubifE2eTest, SuppressionOverRounds)
     cfg.reportPeriod = 0; // reported once, then only on change
     EXPECT_EQ(Sent(6, cfg).size(), 3u);
     standin::AdvanceClockUs(100000 * s);
-    EXPECT_TRUE(Round(6, cfg).empty());
+    EXPECT_TRUE(Tick(kSensor, 6, cfg).empty());
     standin::store::FindIfStat(3)->steps[0].in_bytes = 31;
     EXPECT_EQ(Sent(6, cfg), std::vector<uint64_t>({3}));
 }
@@ -263,17 +230,31 @@ TEST_F(SubifE2eTest, EnvelopesOfFiftyRecords)
     TlmTaskInfo cfg = plugin_state::ZeroTaskInfo();
     for (uint32_t encodeType : {0u, 1u}) {
         cfg.encodeType = encodeType;
-        auto ups = Round(9, cfg);
+        const auto &ups = Tick(kSensor, 9, cfg);
         ASSERT_EQ(ups.size(), 3u);
         uint64_t next = 0;
         for (size_t k = 0; k < 3; ++k) {
-            std::vector<Sub> subs = Decode(ups[k].second);
+            std::vector<Sub> subs = Decode(ups[k].data);
             ASSERT_EQ(subs.size(), k < 2 ? 50u : 1u);
             for (const Sub &sub : subs) {
                 EXPECT_EQ(std::get<1>(sub), next);
                 EXPECT_EQ(std::get<2>(sub), next++);
             }
         }
+    }
+}
+
+TEST_F(SubifE2eTest, StoreFaultsAndAllocationFailuresNeverLeak)
+{
+    Start(2);
+    AddSubif(1, "GE1/0/1.1", 10, 1, 2, 3);
+    AddSubif(2, "GE1/0/1.2", 20);
+    AddSubif(3, "GE1/0/2.1", 30);
+    for (uint32_t encodeType : {0u, 1u}) {
+        FaultSweep(kSensor, nullptr, 20 + encodeType, Cfg(encodeType),
+                   {"db_create_if_statistics_obj", "db_read_obj", "db_root_iterator_next", "db_child_get",
+                    "db_get_if_name", "db_get_table_record_count"},
+                   8, 24);
     }
 }
 

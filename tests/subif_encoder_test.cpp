@@ -4,10 +4,14 @@
 #include <string>
 #include <vector>
 
+#include <google/protobuf/unknown_field_set.h>
+
 #include "sensors/subif/subif.h"
 #include "support/fixture.h"
 
 namespace {
+
+using google::protobuf::UnknownFieldSet;
 
 L2subifData Rec(const char *ifName, uint32_t number, uint64_t inOctets = 0)
 {
@@ -32,41 +36,10 @@ std::pair<uint32_t, std::string> Encode(const std::vector<L2subifData> &recs, ui
     return {rc, text};
 }
 
-// Fields of one message level: (number, varint value or length-delimited bytes).
-struct WireField {
-    uint32_t no;
-    uint64_t value;
-    std::string bytes;
+// The fields of one message level, in wire order.
+struct Level : UnknownFieldSet {
+    explicit Level(const std::string &bytes) { EXPECT_TRUE(ParseFromString(bytes)); }
 };
-uint64_t Varint(const std::string &b, size_t &pos)
-{
-    uint64_t v = 0;
-    for (int shift = 0; pos < b.size(); shift += 7) {
-        uint8_t c = static_cast<uint8_t>(b[pos++]);
-        v |= static_cast<uint64_t>(c & 0x7F) << shift;
-        if ((c & 0x80) == 0) break;
-    }
-    return v;
-}
-std::vector<WireField> Fields(const std::string &b, std::vector<uint32_t> *numbers = nullptr)
-{
-    std::vector<WireField> out;
-    for (size_t pos = 0; pos < b.size();) {
-        uint64_t key = Varint(b, pos);
-        WireField f{static_cast<uint32_t>(key >> 3), 0, ""};
-        if ((key & 7) == 0) {
-            f.value = Varint(b, pos);
-        } else {
-            size_t n = Varint(b, pos);
-            EXPECT_LE(pos + n, b.size());
-            f.bytes = b.substr(pos, n);
-            pos += n;
-        }
-        out.push_back(f);
-        if (numbers != nullptr) numbers->push_back(f.no);
-    }
-    return out;
-}
 
 using SubifEncoderTest = PlatformTest;
 
@@ -77,26 +50,28 @@ TEST_F(SubifEncoderTest, GpbLayoutOfOneRecord)
     const std::string n = std::to_string(gpb.size());
     EXPECT_EQ(standin::CountLog("after encode gpb, datalen:" + n + ", filedlen:" + n + ", leftlen:0.", 1), 1u);
 
-    std::vector<uint32_t> nos;
-    auto top = Fields(gpb, &nos);
-    auto iface = Fields(top[0].bytes, &nos);
-    EXPECT_EQ(iface[0].bytes, "GE1/0/1");
-    auto subif = Fields(Fields(iface[1].bytes, &nos)[0].bytes, &nos);
-    EXPECT_EQ(subif[0].value, 100u);
-    auto state = Fields(subif[1].bytes, &nos);
     // top; interface 3, 5; subinterfaces 1; subinterface 2, 3; state with field 6 twice.
-    EXPECT_EQ(nos, std::vector<uint32_t>({1, 3, 5, 1, 2, 3, 6, 2, 3, 4, 5, 6, 7, 8, 9}));
-    EXPECT_EQ(state[0].value, 100u);
-    EXPECT_EQ(state[5].value, 100u);
-    EXPECT_EQ(state[2].bytes + state[7].bytes, ""); // empty strings: key and a zero length
-
-    auto counters = Fields(state[1].bytes);
-    ASSERT_EQ(counters.size(), 16u); // every counter written, in field order
-    for (uint32_t i = 0; i < 16; ++i) {
-        EXPECT_EQ(counters[i].no, i + 1);
-        EXPECT_EQ(counters[i].value, i + 1 == 7 ? 1000u : 0u);
+    const Level top(gpb), iface(top.field(0).length_delimited());
+    const Level subifs(iface.field(1).length_delimited()), subif(subifs.field(0).length_delimited());
+    const Level state(subif.field(1).length_delimited());
+    std::vector<int> nos;
+    for (const UnknownFieldSet *set : {&top, &iface, &subifs, &subif, &state}) {
+        for (int i = 0; i < set->field_count(); ++i) {
+            nos.push_back(set->field(i).number());
+        }
     }
-    EXPECT_EQ(state[1].bytes.size(), 14u * 2 + 3 + 3); // 1000 takes two bytes, field 16 a two-byte key
+    EXPECT_EQ(nos, std::vector<int>({1, 3, 5, 1, 2, 3, 6, 2, 3, 4, 5, 6, 7, 8, 9}));
+    EXPECT_EQ(iface.field(0).length_delimited(), "GE1/0/1");
+    EXPECT_EQ(subif.field(0).varint() + state.field(0).varint() + state.field(5).varint(), 300u);
+    EXPECT_EQ(state.field(2).length_delimited() + state.field(7).length_delimited(), ""); // key and a zero length
+
+    const Level counters(state.field(1).length_delimited());
+    ASSERT_EQ(counters.field_count(), 16); // every counter written, in field order
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_EQ(counters.field(i).number(), i + 1);
+        EXPECT_EQ(counters.field(i).varint(), i + 1 == 7 ? 1000u : 0u);
+    }
+    EXPECT_EQ(state.field(1).length_delimited().size(), 14u * 2 + 3 + 3); // 1000: two bytes; field 16: two-byte key
 }
 
 TEST_F(SubifEncoderTest, JsonText)

@@ -147,8 +147,11 @@ uint32_t IFMPlugin_MDTLM_GetMibIfStatData(IfmTaskRound *round, const IfStatBaseI
             }
             IfmTlmMibIfStatData work{};
             work.ifIndex = rows[i].ifIndex;
-            const uint32_t ret = IFM_IsMibType(type) ? IFMPlugin_MDTLM_GetMibIfStat(&rows[i], &work)
-                                                     : IFMPlugin_MDTLM_GetCommonIfStat(&rows[i], &work);
+            /* Only the two mib types of if_statistics rows read plain counters; every other type
+             * (the common ones) computes rates. */
+            const bool mibRow = type == TLM_TYPE_MIB_IF_1 || type == TLM_TYPE_MIB_IF_2;
+            const uint32_t ret = mibRow ? IFMPlugin_MDTLM_GetMibIfStat(&rows[i], &work)
+                                        : IFMPlugin_MDTLM_GetCommonIfStat(&rows[i], &work);
             if (ret != 0) {
                 continue;
             }
