@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
 #include <thread>
+#include <vector>
 
 #include "standin/standin.h"
 
@@ -42,72 +42,49 @@ Elem *Add(void *table, uint32_t key, uint32_t value)
     return e;
 }
 
-TEST(StandinHash, CollidingKeysAreToldApartByComp)
-{
-    const uint64_t elems = standin::LiveHashElements();
-    void *t = LITE_HASH_CreateWithLock(0, sizeof(Elem), 4, SameBucket, KeyComp, 0);
-    ASSERT_NE(t, nullptr);
-    for (uint32_t k = 1; k <= 10; ++k) {
-        ASSERT_NE(Add(t, k, k * 10), nullptr);
-    }
-    for (uint32_t k = 1; k <= 10; ++k) {
-        auto *e = static_cast<Elem *>(LITE_HASH_FindElmtFromFirst(t, &k, 4));
-        ASSERT_NE(e, nullptr);
-        EXPECT_EQ(e->value, k * 10);
-    }
-    uint32_t missing = 11;
-    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &missing, 4), nullptr);
-    EXPECT_EQ(standin::LiveHashElements(), elems + 10);
-
-    // Remove one in the middle of the chain: the others stay reachable.
-    uint32_t k5 = 5;
-    EXPECT_EQ(LITE_HASH_RemoveElmtByKey(t, &k5, 4), 0u);
-    EXPECT_NE(LITE_HASH_RemoveElmtByKey(t, &k5, 4), 0u);
-    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &k5, 4), nullptr);
-    for (uint32_t k = 1; k <= 10; ++k) {
-        EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &k, 4) != nullptr, k != 5) << k;
-    }
-    for (uint32_t k = 1; k <= 10; ++k) {
-        LITE_HASH_RemoveElmtByKey(t, &k, 4);
-    }
-    EXPECT_EQ(standin::LiveHashElements(), elems);
-}
-
-TEST(StandinHash, NewDataDuplicatesAndNullTable)
+TEST(StandinHash, CollidingKeysDuplicatesAndNullTable)
 {
     const uint64_t tables = standin::LiveHashTables();
     const uint64_t elems = standin::LiveHashElements();
     EXPECT_EQ(LITE_HASH_CreateWithLock(0, sizeof(Elem), 0, KeyHash, KeyComp, 0), nullptr);
-    void *t = LITE_HASH_CreateWithLock(0, 64, 16, KeyHash, KeyComp, 0);
+    void *t = LITE_HASH_CreateWithLock(0, 64, 4, SameBucket, KeyComp, 0);
     ASSERT_NE(t, nullptr);
     EXPECT_EQ(standin::LiveHashTables(), tables + 1);
-
     auto *raw = static_cast<unsigned char *>(LITE_HASH_NewData(t, 0));
     ASSERT_NE(raw, nullptr);
-    for (int i = 0; i < 64; ++i) {
-        ASSERT_EQ(raw[i], 0) << "element bytes are zeroed";
+    EXPECT_EQ(std::vector<unsigned char>(raw, raw + 64), std::vector<unsigned char>(64, 0)) << "zeroed";
+    LITE_HASH_FreeData(t, raw);
+    for (uint32_t k = 1; k <= 10; ++k) {
+        ASSERT_NE(Add(t, k, k * 10), nullptr);
     }
-    uint32_t key = 0xFFFFFFFFu; // hash far above bucketNum still lands in a bucket
-    std::memcpy(raw, &key, 4);
-    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &key, 4), nullptr) << "NewData does not link";
-    ASSERT_EQ(LITE_HASH_AddNode(t, &key, raw, 0), 0u);
-    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &key, 4), raw);
-
+    uint32_t k5 = 5;
+    auto *e5 = static_cast<Elem *>(LITE_HASH_FindElmtFromFirst(t, &k5, 4));
+    ASSERT_NE(e5, nullptr);
+    EXPECT_EQ(e5->value, 50u);
     auto *dup = static_cast<Elem *>(LITE_HASH_NewData(t, 0));
-    dup->key = key;
-    EXPECT_NE(LITE_HASH_AddNode(t, &key, dup, 0), 0u);
-    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &key, 4), raw) << "the first element stays";
+    dup->key = k5;
+    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &k5, 4), e5) << "NewData does not link";
+    EXPECT_NE(LITE_HASH_AddNode(t, &k5, dup, 0), 0u);
+    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &k5, 4), e5) << "the first element stays";
     LITE_HASH_FreeData(t, dup);
-    EXPECT_EQ(standin::LiveHashElements(), elems + 1);
+    EXPECT_EQ(standin::LiveHashElements(), elems + 10);
 
-    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(nullptr, &key, 4), nullptr);
+    // Null tables are refused and leave the element alone.
+    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(nullptr, &k5, 4), nullptr);
     EXPECT_EQ(LITE_HASH_NewData(nullptr, 0), nullptr);
-    EXPECT_NE(LITE_HASH_AddNode(nullptr, &key, raw, 0), 0u);
-    EXPECT_NE(LITE_HASH_RemoveElmtByKey(nullptr, &key, 4), 0u);
-    LITE_HASH_FreeData(nullptr, raw);
-    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &key, 4), raw);
+    EXPECT_NE(LITE_HASH_AddNode(nullptr, &k5, e5, 0), 0u);
+    EXPECT_NE(LITE_HASH_RemoveElmtByKey(nullptr, &k5, 4), 0u);
+    LITE_HASH_FreeData(nullptr, e5);
 
-    EXPECT_EQ(LITE_HASH_RemoveElmtByKey(t, &key, 4), 0u);
+    // Removing one in the middle of the chain leaves the others reachable.
+    EXPECT_EQ(LITE_HASH_RemoveElmtByKey(t, &k5, 4), 0u);
+    EXPECT_NE(LITE_HASH_RemoveElmtByKey(t, &k5, 4), 0u);
+    for (uint32_t k = 1; k <= 11; ++k) {
+        auto *e = static_cast<Elem *>(LITE_HASH_FindElmtFromFirst(t, &k, 4));
+        ASSERT_EQ(e != nullptr, k != 5 && k != 11) << k;
+        EXPECT_TRUE(e == nullptr || e->value == k * 10) << k;
+        LITE_HASH_RemoveElmtByKey(t, &k, 4);
+    }
     EXPECT_EQ(standin::LiveHashElements(), elems);
 }
 

@@ -2,6 +2,7 @@
 // interval, compared with the traffic model; and the host's refusals of bad input.
 #include <gtest/gtest.h>
 
+#include <cjson/cJSON.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
@@ -19,10 +21,10 @@
 
 namespace {
 
-// ---- A small JSON reader that keeps 64-bit numbers exact --------------------------------------
 
+// A parsed JSON value; numbers keep their integer text (the figures here stay below 2^53).
 struct J {
-    enum Type { Null, Bool, Num, Str, Arr, Obj } type = Null;
+    enum Type { Null, Num, Str, Arr, Obj } type = Null;
     std::string s; // text of a string or number
     std::vector<J> a;
     std::vector<std::pair<std::string, J>> o;
@@ -37,92 +39,32 @@ struct J {
         }
         return none;
     }
-    bool has(const std::string &key) const
-    {
-        for (const auto &m : o) {
-            if (m.first == key) {
-                return true;
-            }
-        }
-        return false;
-    }
     uint64_t u() const { return std::stoull(s); }
-};
 
-class Reader {
-public:
-    explicit Reader(const std::string &t) : t_(t) {}
-    J Value()
+    static J From(const cJSON *c)
     {
-        Ws();
         J v;
-        const char c = t_.at(p_);
-        if (c == '{') {
-            v.type = J::Obj;
-            ++p_;
-            while (Ws(), t_.at(p_) != '}') {
-                J key = Value();
-                Ws();
-                ++p_; // ':'
-                v.o.emplace_back(key.s, Value());
-                Ws();
-                if (t_.at(p_) == ',') {
-                    ++p_;
-                }
-            }
-            ++p_;
-        } else if (c == '[') {
-            v.type = J::Arr;
-            ++p_;
-            while (Ws(), t_.at(p_) != ']') {
-                v.a.push_back(Value());
-                Ws();
-                if (t_.at(p_) == ',') {
-                    ++p_;
-                }
-            }
-            ++p_;
-        } else if (c == '"') {
-            v.type = J::Str;
-            for (++p_; t_.at(p_) != '"'; ++p_) {
-                if (t_[p_] == '\\') {
-                    ++p_;
-                    if (t_[p_] == 'u') {
-                        v.s += static_cast<char>(std::stoi(t_.substr(p_ + 1, 4), nullptr, 16));
-                        p_ += 4;
-                        continue;
-                    }
-                    v.s += t_[p_] == 'n' ? '\n' : t_[p_] == 't' ? '\t' : t_[p_];
+        if (cJSON_IsNumber(c)) {
+            char text[32];
+            std::snprintf(text, sizeof(text), "%.17g", c->valuedouble);
+            v.type = Num;
+            v.s = text;
+        } else if (cJSON_IsString(c)) {
+            v.type = Str;
+            v.s = c->valuestring;
+        } else if (cJSON_IsArray(c) || cJSON_IsObject(c)) {
+            v.type = cJSON_IsArray(c) ? Arr : Obj;
+            for (const cJSON *m = c->child; m != nullptr; m = m->next) {
+                if (v.type == Arr) {
+                    v.a.push_back(From(m));
                 } else {
-                    v.s += t_[p_];
+                    v.o.emplace_back(m->string, From(m));
                 }
-            }
-            ++p_;
-        } else if (c == 't' || c == 'f' || c == 'n') {
-            v.type = c == 'n' ? J::Null : J::Bool;
-            v.s = c == 't' ? "true" : "false";
-            p_ += c == 'f' ? 5 : 4;
-        } else {
-            v.type = J::Num;
-            while (p_ < t_.size() && std::string("-+.eE0123456789").find(t_[p_]) != std::string::npos) {
-                v.s += t_[p_++];
             }
         }
         return v;
     }
-
-private:
-    void Ws()
-    {
-        while (p_ < t_.size() && std::isspace(static_cast<unsigned char>(t_[p_]))) {
-            ++p_;
-        }
-    }
-    const std::string &t_;
-    size_t p_ = 0;
 };
-
-// ---- Running the host -------------------------------------------------------------------------
 
 struct HostResult {
     int code = -1;
@@ -141,24 +83,29 @@ struct HostResult {
         return r;
     }
     // Every reported interface (or subinterface) entry of a task, with the tick time it belongs to.
-    std::vector<std::pair<uint64_t, const J *>> Entries(uint64_t task, const std::string &name) const
+    std::vector<std::pair<uint64_t, const J *>> Entries(uint64_t task, const std::string &name = "") const
     {
         std::vector<std::pair<uint64_t, const J *>> r;
         for (const J &l : lines) {
-            if (l["task"].u() != task) {
-                continue;
-            }
             for (const J &i : l["interfaces"].a) {
-                std::string full = i["name"].s;
-                if (i["subinterface"].type == J::Num) {
-                    full += "." + i["subinterface"].s;
-                }
-                if (full == name) {
+                if (l["task"].u() == task && (name.empty() || FullName(i) == name)) {
                     r.emplace_back(l["timestampMs"].u(), &i);
                 }
             }
         }
         return r;
+    }
+    std::set<std::string> Names(uint64_t task) const
+    {
+        std::set<std::string> n;
+        for (const auto &e : Entries(task)) {
+            n.insert(FullName(*e.second));
+        }
+        return n;
+    }
+    static std::string FullName(const J &i)
+    {
+        return i["name"].s + (i["subinterface"].type == J::Num ? "." + i["subinterface"].s : "");
     }
 };
 
@@ -174,35 +121,18 @@ std::string Quote(const std::string &s)
 std::string Slurp(const std::string &path)
 {
     std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
+    return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 // Files of this process live in a directory of their own (tests run in parallel under CTest).
-class TmpDir {
-public:
-    TmpDir()
-    {
-        std::string pattern = ::testing::TempDir() + "/host_run_XXXXXX";
-        path_ = ::mkdtemp(&pattern[0]) ? pattern : ::testing::TempDir();
-    }
-    ~TmpDir()
-    {
-        if (std::system(("rm -rf '" + path_ + "'").c_str()) != 0) {
-            std::fprintf(stderr, "could not remove %s\n", path_.c_str());
-        }
-    }
-    const std::string &path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
 std::string Tmp(const std::string &name)
 {
-    static TmpDir dir;
-    return dir.path() + "/" + name;
+    static const struct Dir {
+        std::string path = ::testing::TempDir() + "/host_run_XXXXXX";
+        Dir() { ::mkdtemp(&path[0]); }
+        ~Dir() { (void)!std::system(("rm -rf '" + path + "'").c_str()); }
+    } dir;
+    return dir.path + "/" + name;
 }
 
 HostResult Host(const std::vector<std::string> &args)
@@ -223,7 +153,9 @@ HostResult Host(const std::vector<std::string> &args)
     std::string line;
     while (std::getline(lines, line)) {
         if (!line.empty() && line[0] == '{') {
-            r.lines.push_back(Reader(line).Value());
+            cJSON *parsed = cJSON_Parse(line.c_str());
+            r.lines.push_back(J::From(parsed));
+            cJSON_Delete(parsed);
         }
     }
     return r;
@@ -275,8 +207,6 @@ uint64_t Val(const J &entry, const std::string &node, const std::string &key)
 
 } // namespace
 
-// ---- Messages per sensor and interval ---------------------------------------------------------
-
 TEST(HostRun, MessagesPerSensorAndInterval)
 {
     const HostResult r = Host(Args({"ipstat 10s", "common 5s encoding=json", "subif 20s", "mib 10s stop=35s"}));
@@ -291,26 +221,23 @@ TEST(HostRun, MessagesPerSensorAndInterval)
     for (const J *l : r.Of("ZOR_IFM_COMMONIFSTAT")) {
         ticks.insert((*l)["timestampMs"].u());
         EXPECT_EQ((*l)["encoding"].s, "json");
-        EXPECT_FALSE(l->has("warnings")) << "decoded with warnings";
+        EXPECT_EQ((*l)["warnings"].type, J::Null) << "decoded with warnings";
     }
-    std::set<uint64_t> want;
-    for (uint64_t k = 0; k < 12; ++k) {
-        want.insert(kStartMs + 500 + 5000 * k);
-    }
-    EXPECT_EQ(ticks, want);
+    EXPECT_EQ(ticks.size(), 12u);
+    EXPECT_EQ(*ticks.begin(), kStartMs + 500);
+    EXPECT_EQ(*ticks.rbegin(), kStartMs + 500 + 5000 * 11);
     const auto subifs = r.Of("ZOR_IFM_SUBIFSTAT");
     ASSERT_FALSE(subifs.empty());
     EXPECT_EQ((*subifs[0])["interfaces"].a.size(), 3u);
 }
 
-TEST(HostRun, DefaultRunCoversEverySensorInBothEncodings)
+TEST(HostRun, DefaultRunCoversEverySensorTheBoardRegisters)
 {
     const HostResult r = Host({"--duration", "30s"});
     ASSERT_EQ(r.code, 0) << r.err;
     std::map<std::string, std::set<std::string>> encodings;
     for (const J &l : r.lines) {
         encodings[l["sensor"].s].insert(l["encoding"].s);
-        EXPECT_EQ(l["interfaces"].type, J::Arr);
     }
     for (const char *s : {"ZOR_IFM_SUBIFSTAT", "ZOR_IFM_IFSTAT", "ZOR_IFM_MIBIFSTAT", "ZOR_IFM_COMMONIFSTAT"}) {
         EXPECT_EQ(encodings[s], (std::set<std::string>{"gpb", "json"})) << s;
@@ -318,76 +245,77 @@ TEST(HostRun, DefaultRunCoversEverySensorInBothEncodings)
     EXPECT_NE(r.err.find("4 sensors registered, 8 tasks"), std::string::npos) << r.err;
     // 64 subinterfaces in chunks of 50: two envelopes per tick.
     EXPECT_EQ(r.Of("ZOR_IFM_SUBIFSTAT", 1).size(), 3u * 2);
+
+    const HostResult lpu = Host({"--board", "2", "--duration", "10s", "--quiet"});
+    ASSERT_EQ(lpu.code, 0) << lpu.err;
+    EXPECT_FALSE(lpu.lines.empty());
+    for (const J &l : lpu.lines) {
+        EXPECT_EQ(l["sensor"].s, "ZOR_IFM_SUBIFSTAT");
+    }
 }
 
-// ---- Values follow the traffic model ----------------------------------------------------------
-
-TEST(HostRun, IpStatisticsRatesMatchConfiguredTraffic)
+TEST(HostRun, RatesFollowTheTrafficModel)
 {
-    const HostResult r = Host(Args({"ipstat 10s"}, "30s"));
+    const HostResult r = Host(Args({"ipstat 10s", "common 10s"}, "30s"));
     ASSERT_EQ(r.code, 0) << r.err;
-    const auto vlanif = r.Entries(1, "Vlanif10");
-    ASSERT_EQ(vlanif.size(), 3u);
-    for (const auto &e : vlanif) {
-        const J &v = *e.second;
-        EXPECT_EQ(Val(v, "ip-statistics", "receive-ip-bit-rate"), 80000000u);
-        EXPECT_EQ(Val(v, "ip-statistics", "send-ip-bit-rate"), 40000000u);
-        EXPECT_EQ(Val(v, "ip-statistics", "receive-ip-packet-rate"), 10000u);
-        EXPECT_EQ(Val(v, "ip-statistics", "receive-ipv6-bit-rate"), 20000000u); // v6=25
-        EXPECT_EQ(Val(v, "ip-statistics", "receive-ipv4-bit-rate"), 60000000u);
-        EXPECT_EQ(Val(v, "ip-statistics", "receive-ipv6-packet-rate"), 2500u);
+    // Common port rates carry 20 bytes of line overhead per packet; trunks sum their members
+    // (ipstat: the trunk's own idle row plus the members' rows) over the trunk's speed (2 × 10G).
+    const struct {
+        uint64_t task;
+        const char *name;
+        const char *key;
+        std::string value;
+    } rows[] = {
+        {1, "Vlanif10", "receive-ip-bit-rate", "80000000"},
+        {1, "Vlanif10", "send-ip-bit-rate", "40000000"},
+        {1, "Vlanif10", "receive-ip-packet-rate", "10000"},
+        {1, "Vlanif10", "receive-ipv6-bit-rate", "20000000"}, // v6=25
+        {1, "Vlanif10", "receive-ipv4-bit-rate", "60000000"},
+        {1, "Vlanif10", "receive-ipv6-packet-rate", "2500"},
+        {1, "Eth-Trunk1", "receive-ip-bit-rate", "2400000000"},
+        {1, "Eth-Trunk1", "receive-ip-packet-rate", "450000"},
+        {1, "Eth-Trunk1", "send-ip-bit-rate", "2800000000"},
+        {2, "GE1/0/1", "in-packet-rate", "250000"},
+        {2, "GE1/0/1", "in-bit-rate", std::to_string((125000000u + 20 * 250000) * 8)},
+        {2, "GE1/0/1", "out-bit-rate", std::to_string((50000000u + 20 * 100000) * 8)},
+        {2, "GE1/0/1", "in-use-rate", "10.40%"},
+        {2, "GE1/0/1", "out-use-rate", "4.16%"},
+        {2, "MEth0/0/0", "in-packet-rate", "1000"}, // named by its logical index
+        {2, "Eth-Trunk1", "in-bit-rate", std::to_string((300000000u + 20 * 450000) * 8)},
+        {2, "Eth-Trunk1", "in-use-rate", "12.36%"},
+    };
+    for (const auto &row : rows) {
+        const auto entries = r.Entries(row.task, row.name);
+        EXPECT_EQ(entries.size(), 3u) << row.name;
+        for (const auto &e : entries) {
+            const J &node = (*e.second)[row.task == 1 ? "ip-statistics" : "common-statistics"];
+            EXPECT_EQ(node[row.key].s, row.value) << row.name << " " << row.key;
+        }
     }
     // Counters advance by one flow interval of traffic between ticks 10 s apart.
+    const auto vlanif = r.Entries(1, "Vlanif10");
+    ASSERT_EQ(vlanif.size(), 3u);
     EXPECT_EQ(Val(*vlanif[1].second, "ip-statistics", "receive-ip-byte") -
                   Val(*vlanif[0].second, "ip-statistics", "receive-ip-byte"),
               10u * 10000000);
-    // The trunk reports its own (idle) row plus its members' rows.
-    for (const auto &e : r.Entries(1, "Eth-Trunk1")) {
-        EXPECT_EQ(Val(*e.second, "ip-statistics", "receive-ip-bit-rate"), 2400000000u);
-        EXPECT_EQ(Val(*e.second, "ip-statistics", "receive-ip-packet-rate"), 450000u);
-        EXPECT_EQ(Val(*e.second, "ip-statistics", "send-ip-bit-rate"), 2800000000u);
-    }
 }
 
-TEST(HostRun, CommonAndMibFiguresMatchTheDevice)
+TEST(HostRun, MibAndSubifCountersMatchTheDevice)
 {
-    const HostResult r = Host(Args({"common 10s", "mib 10s", "subif 10s"}, "40s"));
+    const HostResult r = Host(Args({"mib 10s", "subif 10s"}, "40s"));
     ASSERT_EQ(r.code, 0) << r.err;
-    // Port rates over 300 s from the rate step, 20 bytes of line overhead per packet.
-    const auto ge1 = r.Entries(1, "GE1/0/1");
-    ASSERT_EQ(ge1.size(), 4u);
-    for (const auto &e : ge1) {
-        EXPECT_EQ(Val(*e.second, "common-statistics", "in-packet-rate"), 250000u);
-        EXPECT_EQ(Val(*e.second, "common-statistics", "in-bit-rate"), (125000000u + 20 * 250000) * 8);
-        EXPECT_EQ(Val(*e.second, "common-statistics", "out-bit-rate"), (50000000u + 20 * 100000) * 8);
-        EXPECT_EQ((*e.second)["common-statistics"]["in-use-rate"].s, "10.40%");
-        EXPECT_EQ((*e.second)["common-statistics"]["out-use-rate"].s, "4.16%");
-    }
-    const auto meth = r.Entries(1, "MEth0/0/0"); // named by its logical index
-    ASSERT_EQ(meth.size(), 4u);
-    EXPECT_EQ(Val(*meth[0].second, "common-statistics", "in-packet-rate"), 1000u);
-    // Trunk: the members' sums over the trunk's speed (2 × 10G).
-    for (const auto &e : r.Entries(1, "Eth-Trunk1")) {
-        EXPECT_EQ(Val(*e.second, "common-statistics", "in-bit-rate"), (300000000u + 20 * 450000) * 8);
-        EXPECT_EQ((*e.second)["common-statistics"]["in-use-rate"].s, "12.36%");
-    }
-
     // The same device in this process gives the expected absolute counters: mib counters are
     // interpolated half-way between the snapshots 2 and 1 s before the tick's second, less the
     // baseline the device keeps.
-    host::Inventory inv;
-    {
-        std::istringstream in(kInventory);
-        inv = host::ParseInventory(in, "inventory");
-    }
+    std::istringstream text(kInventory);
+    const host::Inventory inv = host::ParseInventory(text, "inventory");
     standin::ResetAll();
     host::Device dev(inv, 1, 0.0);
     const uint64_t t0 = kStartMs * 1000;
     dev.Start(t0);
-    const auto mib = r.Entries(2, "GE1/0/1");
-    const auto subif = r.Entries(3, "GE1/0/1.100");
-    ASSERT_EQ(mib.size(), 4u);
-    ASSERT_EQ(subif.size(), 4u);
+    const auto mib = r.Entries(1, "GE1/0/1");
+    const auto subif = r.Entries(2, "GE1/0/1.100");
+    ASSERT_EQ(mib.size() + subif.size(), 8u);
     const host::Counters base = *dev.BaselineOf("GE1/0/1");
     const uint32_t port = inv.Find("GE1/0/1")->ifindex;
     for (size_t k = 0; k < 4; ++k) {
@@ -402,29 +330,10 @@ TEST(HostRun, CommonAndMibFiguresMatchTheDevice)
         const uint64_t bytes = (pre2s.in_bytes + pre1s.in_bytes) / 2 - base.inBytes;
         EXPECT_EQ(Val(*mib[k].second, "mib-statistics", "receive-packet"), pkts) << "tick " << k;
         EXPECT_EQ(Val(*mib[k].second, "mib-statistics", "receive-byte"), bytes + 20 * pkts) << "tick " << k;
-        EXPECT_EQ(Val(*mib[k].second, "mib-statistics", "receive-multicast-packet"),
-                  (pre2s.in_mcast_packets + pre1s.in_mcast_packets) / 2 - base.inMcast);
         // Subinterface counters are the latest flow-interval snapshot, without a baseline.
         EXPECT_EQ(Val(*subif[k].second, "counters", "in-octets"), dev.CountersOf("GE1/0/1.100")->inBytes);
-        EXPECT_EQ(Val(*subif[k].second, "counters", "out-unicast-pkts"), dev.CountersOf("GE1/0/1.100")->outPackets);
     }
     standin::ResetAll();
-}
-
-TEST(HostRun, JitteredRatesStayWithinTheJitter)
-{
-    const HostResult r = Host(Args({"ipstat 10s", "common 10s"}, "60s", "2"));
-    ASSERT_EQ(r.code, 0) << r.err;
-    bool varied = false;
-    for (const auto &e : r.Entries(1, "Vlanif10")) {
-        const uint64_t rate = Val(*e.second, "ip-statistics", "receive-ip-bit-rate");
-        EXPECT_NEAR(static_cast<double>(rate), 80e6, 80e6 * 0.02);
-        varied = varied || rate != 80000000u;
-    }
-    EXPECT_TRUE(varied);
-    for (const auto &e : r.Entries(2, "GE1/0/3")) {
-        EXPECT_NEAR(static_cast<double>(Val(*e.second, "common-statistics", "in-packet-rate")), 250000.0, 5000.0);
-    }
 }
 
 TEST(HostRun, GpbAndJsonCarryTheSameSamples)
@@ -453,8 +362,6 @@ TEST(HostRun, GpbAndJsonCarryTheSameSamples)
     }
 }
 
-// ---- Selection: suppression, names, thresholds -------------------------------------------------
-
 TEST(HostRun, SuppressionCutsIdleInterfaces)
 {
     const HostResult r = Host(Args({"common 10s", "common 10s suppress", "common 10s suppress period=20s", "subif 10s suppress"}));
@@ -466,12 +373,7 @@ TEST(HostRun, SuppressionCutsIdleInterfaces)
     EXPECT_EQ(r.Entries(3, "GE1/0/2").size(), 3u);    // again every 20 s: ticks 0, 20, 40
     EXPECT_EQ(r.Entries(4, "GE1/0/1.200").size(), 1u);
     EXPECT_EQ(r.Entries(4, "GE1/0/1.100").size(), 6u);
-    size_t lines1 = 0, lines2 = 0;
-    for (const J &l : r.lines) {
-        lines1 += l["task"].u() == 1 ? l["interfaces"].a.size() : 0;
-        lines2 += l["task"].u() == 2 ? l["interfaces"].a.size() : 0;
-    }
-    EXPECT_LT(lines2, lines1);
+    EXPECT_LT(r.Entries(2).size(), r.Entries(1).size());
 }
 
 TEST(HostRun, NameConditionsAndThresholdsSelectInterfaces)
@@ -480,25 +382,12 @@ TEST(HostRun, NameConditionsAndThresholdsSelectInterfaces)
                              "subif 10s threshold=in_octets==0", "mib 10s name=GE1/0/1"},
                             "10s"));
     ASSERT_EQ(r.code, 0) << r.err;
-    auto names = [&](uint64_t task) {
-        std::set<std::string> n;
-        for (const J &l : r.lines) {
-            if (l["task"].u() == task) {
-                for (const J &i : l["interfaces"].a) {
-                    n.insert(i["name"].s + (i["subinterface"].type == J::Num ? "." + i["subinterface"].s : ""));
-                }
-            }
-        }
-        return n;
-    };
-    EXPECT_EQ(names(1), (std::set<std::string>{"Vlanif10"}));
-    EXPECT_EQ(names(2), (std::set<std::string>{"GE1/0/1.200"}));
-    EXPECT_EQ(names(3), (std::set<std::string>{"GE1/0/1.100", "GE1/0/2.100"}));
-    EXPECT_EQ(names(4), (std::set<std::string>{"GE1/0/1.200"}));
-    EXPECT_EQ(names(5), (std::set<std::string>{"GE1/0/1"}));
+    EXPECT_EQ(r.Names(1), (std::set<std::string>{"Vlanif10"}));
+    EXPECT_EQ(r.Names(2), (std::set<std::string>{"GE1/0/1.200"}));
+    EXPECT_EQ(r.Names(3), (std::set<std::string>{"GE1/0/1.100", "GE1/0/2.100"}));
+    EXPECT_EQ(r.Names(4), (std::set<std::string>{"GE1/0/1.200"}));
+    EXPECT_EQ(r.Names(5), (std::set<std::string>{"GE1/0/1"}));
 }
-
-// ---- Output formats, boards and time ----------------------------------------------------------
 
 TEST(HostRun, RawRecordsDecodeToTheSameLines)
 {
@@ -514,23 +403,6 @@ TEST(HostRun, RawRecordsDecodeToTheSameLines)
     ASSERT_EQ(decoded.code, 0) << decoded.err;
     EXPECT_FALSE(jsonl.out.empty());
     EXPECT_EQ(decoded.out, jsonl.out);
-}
-
-TEST(HostRun, BoardTypeDecidesTheSensors)
-{
-    const HostResult lpu = Host({"--board", "2", "--duration", "10s", "--quiet"});
-    ASSERT_EQ(lpu.code, 0) << lpu.err;
-    std::set<std::string> sensors;
-    for (const J &l : lpu.lines) {
-        sensors.insert(l["sensor"].s);
-    }
-    EXPECT_EQ(sensors, (std::set<std::string>{"ZOR_IFM_SUBIFSTAT"}));
-
-    const HostResult mpu = Host({"--board", "1", "--duration", "10s", "--sub", "subif 10s"});
-    EXPECT_EQ(mpu.code, 2);
-    EXPECT_NE(mpu.err.find("sensor ZOR_IFM_SUBIFSTAT is not registered by the plugin on board type 1"),
-              std::string::npos)
-        << mpu.err;
 }
 
 TEST(HostRun, RealTimeFollowsTheClock)
@@ -550,8 +422,6 @@ TEST(HostRun, RealTimeFollowsTheClock)
     }
 }
 
-// ---- Bad input ----------------------------------------------------------------------------------
-
 TEST(HostRun, BadInputExitsNonZeroWithItsMessage)
 {
     const std::string badInv = WriteFile("bad_inventory.txt", "board 6\nport GE1/0/1 speed=fast\n");
@@ -565,8 +435,6 @@ TEST(HostRun, BadInputExitsNonZeroWithItsMessage)
         {{"--bogus"}, 2, "unknown option '--bogus'"},
         {{"--duration"}, 2, "--duration needs a value"},
         {{"--sub", "ZOR_IFM_NOPE 10"}, 2, "unknown sensor 'ZOR_IFM_NOPE'"},
-        {{"--sub", "vexalo-ifm:ifm/interfaces/interface/no-such-statistics 10"}, 2, "unknown sensor"},
-        {{"--sub", "ipstat 10 encoding=xml"}, 2, "bad encoding="},
         {{"--inventory", Tmp("missing.txt")}, 2, "cannot read inventory file"},
         {{"--inventory", badInv}, 2, badInv + ":2: bad speed="},
         {{"--subscriptions", badSubs}, 2, badSubs + ":2: bad interval"},
@@ -574,6 +442,8 @@ TEST(HostRun, BadInputExitsNonZeroWithItsMessage)
         {{"--plugin", badInv}, 1, "cannot load plugin library"},
         {{"--plugin", ZOR_STANDIN_LIBRARY}, 1, "has no entry IFMPlugin_MDTLM_Init"},
         {{"--board", "9"}, 1, "the plugin registered no sensor on board type 9"},
+        {{"--board", "1", "--sub", "subif 10s"}, 2,
+         "sensor ZOR_IFM_SUBIFSTAT is not registered by the plugin on board type 1"},
         {{"--start", "1000"}, 2, "--start is too early"},
         {{"--output", Tmp("no-such-dir/out.jsonl")}, 2, "cannot write"},
         {{"decode", notRaw}, 2, "not a raw envelope file"},
@@ -581,11 +451,8 @@ TEST(HostRun, BadInputExitsNonZeroWithItsMessage)
     };
     for (const auto &c : cases) {
         std::vector<std::string> args = c.args;
-        if (args[0] != "decode") {
+        if (args[0] != "decode" && args[0] != "--duration") {
             args.insert(args.end(), {"--duration", "1s"});
-            if (c.args[0] == "--duration") {
-                args = c.args;
-            }
         }
         const HostResult r = Host(args);
         EXPECT_EQ(r.code, c.code) << c.args[0] << " " << (c.args.size() > 1 ? c.args[1] : "") << "\n" << r.err;
