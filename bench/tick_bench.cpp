@@ -43,6 +43,7 @@ void EnsurePlatform()
     standin::ResetAll();
     standin::SetLogLevel(2); // progress lines are filtered by the framework, as on a device
     standin::SetLogCapture(false);
+    standin::SetAllocFill(false); // the stand-in's debugging fill is no cost of the plugin
     standin::SetClockUs(kNowUs);
     standin::SetBoardType(6);
     standin::SetUploadHandler([](uint32_t, const SampleData *s) {

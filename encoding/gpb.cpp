@@ -1,7 +1,8 @@
 /* GPB primitives: varint and key sizing, field writers and the key/string readers.
  *
  * Every writer takes the cursor and the remaining length by value and returns the bytes it
- * wrote (0 = did not fit or nothing to write); moving the cursor is the caller's business. */
+ * wrote (0 = did not fit or nothing to write); moving the cursor is the caller's business. The
+ * sizing functions are inline in the header. */
 #include "encoding/gpb.h"
 
 #include "platform/platform.h"
@@ -9,44 +10,10 @@
 namespace {
 
 constexpr uint32_t kMaxVarIntBytes = 10;
-constexpr uint64_t kWireTypeVarInt = 0;
-constexpr uint64_t kWireTypeLengthDelimited = 2;
-
-/* Key value of a field: number shifted in 64 bits, so no field number overflows. */
-inline uint64_t KeyOf(uint32_t fieldNo, uint64_t wireType)
-{
-    return (static_cast<uint64_t>(fieldNo) << 3) | wireType;
-}
+constexpr uint32_t kWireTypeVarInt = 0;
+constexpr uint32_t kWireTypeLengthDelimited = 2;
 
 } // namespace
-
-uint32_t IFM_GPB_GetValueSizeOfInteger(uint64_t value)
-{
-    /* Index of the highest set bit (0 for the values 0 and 1), then 7 bits per byte. */
-    const uint32_t highBit = 63u - static_cast<uint32_t>(__builtin_clzll(value | 1u));
-    return highBit / 7u + 1u;
-}
-
-uint32_t IFM_GPB_GetEncodingSizeOfType(uint32_t fieldNo)
-{
-    /* The wire type only fills the three low bits and never changes the byte count. */
-    return IFM_GPB_GetValueSizeOfInteger(KeyOf(fieldNo, kWireTypeVarInt));
-}
-
-uint32_t IFM_GPB_GetEncodingSizeOfIntegerType(uint32_t fieldNo, uint64_t value)
-{
-    return IFM_GPB_GetEncodingSizeOfType(fieldNo) + IFM_GPB_GetValueSizeOfInteger(value);
-}
-
-uint32_t IFM_GPB_GetEncodingSizeOfStringType(uint32_t fieldNo, uint32_t length)
-{
-    return IFM_GPB_GetEncodingSizeOfType(fieldNo) + IFM_GPB_GetValueSizeOfInteger(length) + length;
-}
-
-uint32_t IFM_GPB_GetEncodingSizeOfNodeType(uint32_t fieldNo, uint32_t contentLen)
-{
-    return IFM_GPB_GetEncodingSizeOfType(fieldNo) + IFM_GPB_GetValueSizeOfInteger(contentLen) + contentLen;
-}
 
 uint32_t IFM_GPB_EncodingWriteVarInt(uint64_t value, uint8_t *dest, uint32_t remain)
 {
@@ -73,11 +40,11 @@ uint32_t IFM_GPB_EncodeType(uint8_t *dest, uint32_t remain, uint32_t fieldNo, in
     uint64_t key;
     switch (kind) {
     case GPB_KIND_INTEGER:
-        key = KeyOf(fieldNo, kWireTypeVarInt);
+        key = IFM_GPB_KeyOf(fieldNo, kWireTypeVarInt);
         break;
     case GPB_KIND_STRING:
     case GPB_KIND_NODE:
-        key = KeyOf(fieldNo, kWireTypeLengthDelimited);
+        key = IFM_GPB_KeyOf(fieldNo, kWireTypeLengthDelimited);
         break;
     default: /* GPB_KIND_NONE writes nothing */
         return 0;

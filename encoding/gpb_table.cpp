@@ -1,9 +1,14 @@
 /* Field-table engine: one row per field of a message level. Sizing and writing walk the same rows
- * and resolve each row to the same (field number, value) pair, so a buffer sized by
- * IFM_GPB_TableSize is filled exactly by IFM_GPB_TableWrite. */
+ * and resolve each row to the same value. The sizing pass measures each field with the inline
+ * sizing functions; the writing pass stores the bytes directly (the same bytes as the primitives,
+ * without a bounded copy per key and value), after checking the field's size, measured with the
+ * same functions, against the remaining length, or without a check while the room left holds the
+ * longest integer field. A buffer sized by IFM_GPB_TableSize is thus filled exactly by
+ * IFM_GPB_TableWrite. */
 #include <cstring>
 
 #include "encoding/gpb.h"
+#include "encoding/number_text.h"
 #include "platform/platform.h"
 
 uint32_t IFM_FormatPercent(double value, char (&text)[IFM_PERCENT_TEXT_LEN])
@@ -15,59 +20,93 @@ uint32_t IFM_FormatPercent(double value, char (&text)[IFM_PERCENT_TEXT_LEN])
     return static_cast<uint32_t>(strnlen(text, sizeof(text)));
 }
 
-namespace {
-
-/* The value of one row in wire form: an integer, or the bytes of a string. */
-struct RowValue {
-    bool isString;
-    uint64_t integer;
-    const void *bytes;
-    uint32_t length;
-    char percent[IFM_PERCENT_TEXT_LEN]; /* backing store of a Percent row's text */
-};
-
-template <typename T> inline T FieldAt(const void *record, uint16_t offset)
+uint32_t IFM_FormatPercentFast(double value, char (&text)[IFM_PERCENT_TEXT_LEN])
 {
-    return *reinterpret_cast<const T *>(static_cast<const uint8_t *>(record) + offset);
+    uint64_t hundredths;
+    if (!IFM_PercentHundredths(value, &hundredths)) {
+        return IFM_FormatPercent(value, text);
+    }
+    /* Below 2^53 the whole part has at most 16 digits: the text stays far below 32 bytes. */
+    uint32_t n = IFM_FormatDecimal(hundredths / 100u, text);
+    const uint32_t cents = static_cast<uint32_t>(hundredths % 100u);
+    text[n++] = '.';
+    text[n++] = static_cast<char>('0' + cents / 10u);
+    text[n++] = static_cast<char>('0' + cents % 10u);
+    text[n++] = '%';
+    text[n] = '\0';
+    return n;
 }
 
-void ResolveRow(const GpbField &row, const void *record, RowValue &out)
+namespace {
+
+/* Room that any integer field fits in: a key of up to 5 bytes (field numbers are 32-bit) and a
+ * 10-byte value. */
+constexpr uint32_t kMaxIntegerField = 15;
+
+template <typename T> inline T FieldAt(const uint8_t *record, uint16_t offset)
 {
-    switch (row.value) {
-    case GpbValue::U64:
-        out.isString = false;
-        out.integer = FieldAt<uint64_t>(record, row.offset);
-        break;
-    case GpbValue::U32:
-        out.isString = false;
-        out.integer = FieldAt<uint32_t>(record, row.offset);
-        break;
-    case GpbValue::Text: {
-        const char *text = static_cast<const char *>(record) + row.offset;
-        out.isString = true;
-        out.bytes = text;
-        out.length = static_cast<uint32_t>(strnlen(text, row.capacity));
-        break;
+    return *reinterpret_cast<const T *>(record + offset);
+}
+
+inline const char *TextAt(const uint8_t *record, const GpbField &row)
+{
+    return reinterpret_cast<const char *>(record + row.offset);
+}
+
+inline uint32_t TextLength(const uint8_t *record, const GpbField &row)
+{
+    return static_cast<uint32_t>(strnlen(TextAt(record, row), row.capacity));
+}
+
+/* Loads an integer row's value; false for a string row. */
+inline bool IntegerAt(const uint8_t *record, const GpbField &row, uint64_t *value)
+{
+    if (row.value == GpbValue::U64) {
+        *value = FieldAt<uint64_t>(record, row.offset);
+        return true;
     }
-    case GpbValue::Percent:
-        out.isString = true;
-        out.length = IFM_FormatPercent(FieldAt<double>(record, row.offset), out.percent);
-        out.bytes = out.percent;
-        break;
+    if (row.value == GpbValue::U32) {
+        *value = FieldAt<uint32_t>(record, row.offset);
+        return true;
     }
+    return false;
 }
 
 } // namespace
 
+uint32_t IFM_GPB_StringRowSize(const GpbField &row, const void *recordBytes)
+{
+    const uint8_t *record = static_cast<const uint8_t *>(recordBytes);
+    if (row.value == GpbValue::Text) {
+        return IFM_GPB_GetEncodingSizeOfStringType(row.number, TextLength(record, row));
+    }
+    char text[IFM_PERCENT_TEXT_LEN];
+    return IFM_GPB_GetEncodingSizeOfStringType(row.number,
+                                               IFM_FormatPercentFast(FieldAt<double>(record, row.offset), text));
+}
+
+uint32_t IFM_GPB_StringRowWrite(const GpbField &row, const void *recordBytes, uint8_t *pos, uint32_t remain)
+{
+    const uint8_t *record = static_cast<const uint8_t *>(recordBytes);
+    if (row.value == GpbValue::Text) {
+        return IFM_GPB_PutStringType(pos, remain, row.number, TextLength(record, row), TextAt(record, row));
+    }
+    char text[IFM_PERCENT_TEXT_LEN];
+    const uint32_t length = IFM_FormatPercentFast(FieldAt<double>(record, row.offset), text);
+    return IFM_GPB_PutStringType(pos, remain, row.number, length, text);
+}
+
 uint32_t IFM_GPB_TableSize(const GpbTable &table, const void *record)
 {
+    const uint8_t *base = static_cast<const uint8_t *>(record);
     uint32_t size = 0;
-    RowValue value{};
-    for (uint32_t i = 0; i < table.count; ++i) {
-        const GpbField &row = table.fields[i];
-        ResolveRow(row, record, value);
-        size += value.isString ? IFM_GPB_GetEncodingSizeOfStringType(row.number, value.length)
-                               : IFM_GPB_GetEncodingSizeOfIntegerType(row.number, value.integer);
+    for (const GpbField *row = table.fields, *end = table.fields + table.count; row != end; ++row) {
+        uint64_t value;
+        if (IntegerAt(base, *row, &value)) {
+            size += row->keyLength + IFM_GPB_GetValueSizeOfInteger(value);
+        } else {
+            size += IFM_GPB_StringRowSize(*row, base);
+        }
     }
     return size;
 }
@@ -77,20 +116,33 @@ uint32_t IFM_GPB_TableWrite(const GpbTable &table, const void *record, uint8_t *
     if (cursor == nullptr || *cursor == nullptr || remain == nullptr) {
         return 1;
     }
+    const uint8_t *base = static_cast<const uint8_t *>(record);
     uint8_t *pos = *cursor;
-    RowValue value{};
-    for (uint32_t i = 0; i < table.count; ++i) {
-        const GpbField &row = table.fields[i];
-        ResolveRow(row, record, value);
-        const uint32_t written = value.isString
-                                     ? IFM_GPB_EncodeStringType(pos, *remain, row.number, value.length, value.bytes)
-                                     : IFM_GPB_EncodeIntegerType(pos, *remain, row.number, value.integer);
+    uint8_t *const limit = pos + *remain;
+    for (const GpbField *row = table.fields, *end = table.fields + table.count; row != end; ++row) {
+        uint64_t value;
+        uint32_t written;
+        if (IntegerAt(base, *row, &value)) {
+            if (static_cast<size_t>(limit - pos) >= kMaxIntegerField) {
+                /* Any integer field fits: no need to measure it first. */
+                for (uint32_t k = 0; k < row->keyLength; ++k) {
+                    pos[k] = row->key[k];
+                }
+                pos = IFM_GPB_PutVarInt(pos + row->keyLength, value);
+                continue;
+            }
+            written = IFM_GPB_PutIntegerType(pos, static_cast<uint32_t>(limit - pos), row->number, value);
+        } else {
+            written = IFM_GPB_StringRowWrite(*row, base, pos, static_cast<uint32_t>(limit - pos));
+        }
         if (written == 0) {
-            return 1; /* the caller's cursor stays where it was */
+            /* The remaining length keeps what the fields before took; the cursor stays put. */
+            *remain = static_cast<uint32_t>(limit - pos);
+            return 1;
         }
         pos += written;
-        *remain -= written;
     }
     *cursor = pos;
+    *remain = static_cast<uint32_t>(limit - pos);
     return 0;
 }

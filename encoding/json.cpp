@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "encoding/number_text.h"
 #include "platform/platform.h"
 #include "runtime/frm_buffer.h"
 
@@ -104,13 +105,28 @@ char *IFM_JSON_EncodeUnformatted(const cJSON *root)
 
 namespace {
 
+/* Adds a string member whose name is a table's member name: a string constant that outlives every
+ * document, so cJSON keeps the pointer instead of copying the name (the printed text is the same). */
+cJSON *AddConstNameString(cJSON *object, const char *name, const char *value)
+{
+    cJSON *item = cJSON_CreateString(value);
+    if (item == nullptr) {
+        return nullptr;
+    }
+    if (!cJSON_AddItemToObjectCS(object, name, item)) {
+        cJSON_Delete(item);
+        return nullptr;
+    }
+    return item;
+}
+
 /* A Text row whose field fills its whole capacity has no terminator; cJSON needs one, so such a
  * text goes through a terminated copy in framework memory. */
 cJSON *AddTextMember(cJSON *object, const GpbField &row, const char *text)
 {
     const size_t length = strnlen(text, row.capacity);
     if (length < row.capacity) {
-        return IFM_JSON_ObjectAddString(object, row.jsonName, text, row.capacity);
+        return AddConstNameString(object, row.jsonName, text);
     }
     FrmBuffer copy(static_cast<uint32_t>(length) + 1u);
     if (!copy) {
@@ -119,8 +135,81 @@ cJSON *AddTextMember(cJSON *object, const GpbField &row, const char *text)
     if (length != 0) {
         (void)memcpy_s(copy.get(), length + 1, text, length);
     }
-    return IFM_JSON_ObjectAddString(object, row.jsonName, copy.as<char>(), row.capacity);
+    return AddConstNameString(object, row.jsonName, copy.as<char>());
 }
+
+/* The number texts of one IFM_JSON_TableAdd call (counters as "%llu" prints them, use rates as
+ * "%.2f%"), side by side in one block from cJSON's allocator. The member of the first text owns
+ * the block: cJSON frees it with that member. The other members only refer to their text
+ * (cJSON_IsReference), so the table costs one allocation for all its texts instead of one per
+ * member. The block lives as long as the tree: the encoders print and delete their documents as
+ * a whole and never detach a member. */
+class NumberTexts {
+public:
+    /* Room for the texts of the number rows of `table`; taken at the first Add. */
+    explicit NumberTexts(const GpbTable &table)
+    {
+        for (uint32_t i = 0; i < table.count; ++i) {
+            const GpbField &row = table.fields[i];
+            if (row.jsonName != nullptr && row.value != GpbValue::Text) {
+                capacity_ += row.value == GpbValue::Percent ? IFM_PERCENT_TEXT_LEN : IFM_DECIMAL_MAX_DIGITS + 1u;
+            }
+        }
+    }
+    NumberTexts(const NumberTexts &) = delete;
+    NumberTexts &operator=(const NumberTexts &) = delete;
+    ~NumberTexts()
+    {
+        if (owner_ == nullptr) {
+            cJSON_free(block_); /* no member took the block over */
+        }
+    }
+
+    /* Adds the member `name` with the text of a counter or a use rate; null on failure. */
+    cJSON *Add(cJSON *object, const char *name, const GpbField &row, const uint8_t *field)
+    {
+        if (block_ == nullptr && (block_ = static_cast<char *>(cJSON_malloc(capacity_))) == nullptr) {
+            return nullptr;
+        }
+        char *text = block_ + used_;
+        uint32_t length;
+        if (row.value == GpbValue::Percent) {
+            char percent[IFM_PERCENT_TEXT_LEN];
+            length = IFM_FormatPercentFast(*reinterpret_cast<const double *>(field), percent);
+            std::memcpy(text, percent, length);
+        } else {
+            const uint64_t value = row.value == GpbValue::U64 ? *reinterpret_cast<const uint64_t *>(field)
+                                                             : *reinterpret_cast<const uint32_t *>(field);
+            length = IFM_FormatDecimal(value, text);
+        }
+        text[length] = '\0';
+        cJSON *item = cJSON_CreateStringReference(text);
+        if (item == nullptr) {
+            return nullptr;
+        }
+        if (owner_ == nullptr) {
+            item->type &= ~cJSON_IsReference; /* this member owns the block */
+        }
+        if (!cJSON_AddItemToObjectCS(object, name, item)) {
+            if (owner_ == nullptr) {
+                item->valuestring = nullptr; /* the block is not this item's: the destructor frees it */
+            }
+            cJSON_Delete(item);
+            return nullptr;
+        }
+        if (owner_ == nullptr) {
+            owner_ = item;
+        }
+        used_ += length + 1u;
+        return item;
+    }
+
+private:
+    uint32_t capacity_ = 0;
+    uint32_t used_ = 0;
+    char *block_ = nullptr;
+    const cJSON *owner_ = nullptr;
+};
 
 } // namespace
 
@@ -130,27 +219,16 @@ uint32_t IFM_JSON_TableAdd(cJSON *object, const GpbTable &table, const void *rec
         return 0;
     }
     const uint8_t *base = static_cast<const uint8_t *>(record);
+    NumberTexts numbers(table);
     for (uint32_t i = 0; i < table.count; ++i) {
         const GpbField &row = table.fields[i];
         if (row.jsonName == nullptr) {
             continue; /* the field is carried in GPB only */
         }
         const uint8_t *field = base + row.offset;
-        cJSON *member = nullptr;
-        switch (row.value) {
-        case GpbValue::U64:
-            member = IFM_JSON_ObjectAddUINT64(object, row.jsonName, *reinterpret_cast<const uint64_t *>(field));
-            break;
-        case GpbValue::U32:
-            member = IFM_JSON_ObjectAddUINT64(object, row.jsonName, *reinterpret_cast<const uint32_t *>(field));
-            break;
-        case GpbValue::Percent:
-            member = IFM_JSON_ObjectAddDOUBLPercent(object, row.jsonName, *reinterpret_cast<const double *>(field));
-            break;
-        case GpbValue::Text:
-            member = AddTextMember(object, row, reinterpret_cast<const char *>(field));
-            break;
-        }
+        cJSON *member = row.value == GpbValue::Text
+                            ? AddTextMember(object, row, reinterpret_cast<const char *>(field))
+                            : numbers.Add(object, row.jsonName, row, field);
         if (member == nullptr) {
             return 0;
         }

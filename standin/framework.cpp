@@ -25,6 +25,7 @@ static_assert(sizeof(BuffHeader) == 16, "buffer header keeps 16-byte alignment")
 constexpr uint32_t kLiveMagic = 0x4D44424Cu; // "MDBL"
 constexpr uint32_t kDeadMagic = 0x44454144u; // "DEAD"
 constexpr unsigned char kFillPattern = 0xA5;  // new buffers are not zeroed: make that visible
+std::atomic<bool> g_allocFill{true};         // benchmarks may turn the fill off (SetAllocFill)
 
 struct AllocState {
     std::mutex mu;
@@ -141,7 +142,9 @@ extern "C" void *MDTLM_AllocBuff(uint32_t size)
     head->magic = kLiveMagic;
     head->pad = 0;
     void *buf = head + 1;
-    std::memset(buf, kFillPattern, size);
+    if (g_allocFill.load(std::memory_order_relaxed)) {
+        std::memset(buf, kFillPattern, size);
+    }
     std::lock_guard<std::mutex> lock(st.mu);
     ++st.stats.outstandingBuffers;
     st.stats.outstandingBytes += size;
@@ -285,6 +288,11 @@ void ClearAllocFaults()
     FailAllocAt(0);
 }
 
+void SetAllocFill(bool on)
+{
+    g_allocFill.store(on);
+}
+
 void SetLogLevel(uint32_t minLevel)
 {
     g_logMinLevel.store(minLevel);
@@ -393,6 +401,7 @@ void ResetAll()
     }
     // Outstanding buffers stay as they are so that leak checks by difference keep working.
     ClearAllocFaults();
+    SetAllocFill(true);
     SetLogLevel(0);
     SetLogEcho(0);
     SetLogCapture(true);

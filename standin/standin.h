@@ -33,6 +33,9 @@ void FailAllocAt(uint64_t nth);
 /* Fails every MDTLM_AllocBuff call from the nth one counted from now on. */
 void FailAllocFrom(uint64_t nth);
 void ClearAllocFaults();
+/* New buffers are filled with 0xA5 so that a missing zeroing shows (default on); benchmarks turn
+ * the fill off to measure the plugin rather than the stand-in. */
+void SetAllocFill(bool on);
 
 /* ---- Framework: log ---- */
 struct LogLine {

@@ -1,4 +1,5 @@
 // GPB primitives and field tables, cross-checked against the standard protobuf library.
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <functional>
@@ -203,6 +204,129 @@ TEST_F(GpbTest, TableSizeEqualsTableWrite)
         uint32_t remain = static_cast<uint32_t>(buf.size()) - 1;
         ASSERT_EQ(IFM_GPB_TableWrite(IFM_GpbTable(kRows), &s, &cursor, &remain), 1u);
         ASSERT_EQ(cursor, buf.data());
+    }
+}
+
+// Every row kind and every key size (1 to 5 bytes) in one level, as a constant table so that the
+// compile-time expansion of the engine can be checked against the run-time one.
+struct Wide {
+    uint64_t v[5];
+    uint32_t small;
+    char name[16];
+    double use;
+};
+
+constexpr GpbField kWideRows[] = {
+    {1, GpbValue::U64, offsetof(Wide, v), 0, nullptr},
+    {15, GpbValue::U64, offsetof(Wide, v) + 8, 0, nullptr},
+    {16, GpbValue::U32, offsetof(Wide, small), 0, nullptr},
+    {2048, GpbValue::Text, offsetof(Wide, name), sizeof(Wide::name), nullptr},
+    {262144, GpbValue::Percent, offsetof(Wide, use), 0, nullptr},
+    {33554432, GpbValue::U64, offsetof(Wide, v) + 16, 0, nullptr},
+    {UINT32_MAX, GpbValue::U64, offsetof(Wide, v) + 24, 0, nullptr},
+    {2, GpbValue::U64, offsetof(Wide, v) + 32, 0, nullptr},
+};
+constexpr GpbTable kWideTable = IFM_GpbTable(kWideRows);
+
+// The level written field by field with the primitives.
+Bytes PrimitiveBytes(const Wide &w)
+{
+    Bytes out(512);
+    uint32_t used = 0;
+    for (const GpbField &row : kWideRows) {
+        const auto remain = static_cast<uint32_t>(out.size()) - used;
+        uint8_t *dest = out.data() + used;
+        uint32_t n = 0;
+        if (row.value == GpbValue::Text) {
+            n = IFM_GPB_EncodeStringType(dest, remain, row.number, static_cast<uint32_t>(strnlen(w.name, 16)), w.name);
+        } else if (row.value == GpbValue::Percent) {
+            char text[IFM_PERCENT_TEXT_LEN];
+            const uint32_t len = IFM_FormatPercent(w.use, text);
+            n = IFM_GPB_EncodeStringType(dest, remain, row.number, len, text);
+        } else {
+            const uint64_t v = row.value == GpbValue::U32 ? w.small : w.v[(row.offset - offsetof(Wide, v)) / 8];
+            n = IFM_GPB_EncodeIntegerType(dest, remain, row.number, v);
+        }
+        EXPECT_NE(n, 0u);
+        used += n;
+    }
+    out.resize(used);
+    return out;
+}
+
+TEST_F(GpbTest, TableEnginesWriteThePrimitivesBytes)
+{
+    std::mt19937_64 rng(7);
+    for (int i = 0; i < 2000; ++i) {
+        Wide w{};
+        for (uint64_t &v : w.v) {
+            v = rng() >> (rng() % 64);
+        }
+        w.small = static_cast<uint32_t>(rng() >> (rng() % 64));
+        const size_t nameLen = rng() % 17; // 16: a full field without terminator
+        for (size_t k = 0; k < nameLen; ++k) {
+            w.name[k] = static_cast<char>('A' + rng() % 26);
+        }
+        w.use = i % 3 == 0 ? static_cast<double>(rng() % 801) / 8 : static_cast<double>(rng() % 100001) / 1000;
+
+        const Bytes want = PrimitiveBytes(w);
+        ASSERT_EQ(TableBytes(kWideTable, &w), want);
+        const uint32_t size = IFM_GPB_TableSizeOf<kWideTable>(&w);
+        ASSERT_EQ(size, want.size());
+
+        // Ample room (no check per field) and exact room give the same bytes; nothing is
+        // written past the level.
+        for (uint32_t slack : {0u, 300u}) {
+            Bytes buf(size + slack, 0xEE);
+            uint8_t *cursor = buf.data();
+            uint32_t remain = size + slack;
+            ASSERT_EQ(IFM_GPB_TableWriteOf<kWideTable>(&w, &cursor, &remain), 0u);
+            ASSERT_EQ(cursor, buf.data() + size);
+            ASSERT_EQ(remain, slack);
+            ASSERT_EQ(Bytes(buf.begin(), buf.begin() + size), want);
+            ASSERT_EQ(std::count(buf.begin() + size, buf.end(), 0xEE), static_cast<long>(slack));
+        }
+        // One byte short: both engines fail the same way.
+        Bytes buf(size);
+        uint8_t *c1 = buf.data(), *c2 = buf.data();
+        uint32_t r1 = size - 1, r2 = size - 1;
+        ASSERT_EQ(IFM_GPB_TableWrite(kWideTable, &w, &c1, &r1), 1u);
+        ASSERT_EQ(IFM_GPB_TableWriteOf<kWideTable>(&w, &c2, &r2), 1u);
+        ASSERT_TRUE(c1 == buf.data() && c2 == buf.data() && r1 == r2);
+    }
+}
+
+TEST_F(GpbTest, DirectWritersMatchThePrimitives)
+{
+    std::mt19937_64 rng(11);
+    const std::string text(300, 't');
+    for (uint32_t f : kFieldNumbers) {
+        for (int i = 0; i < 200; ++i) {
+            const uint64_t value = rng() >> (rng() % 64);
+            const auto length = static_cast<uint32_t>(rng() % 300);
+            for (int kind = 0; kind < 3; ++kind) {
+                auto put = [&](uint8_t *d, uint32_t r) {
+                    return kind == 0 ? IFM_GPB_PutIntegerType(d, r, f, value)
+                                     : kind == 1 ? IFM_GPB_PutNodeType(d, r, f, length)
+                                                 : IFM_GPB_PutStringType(d, r, f, length, text.data());
+                };
+                auto encode = [&](uint8_t *d, uint32_t r) {
+                    return kind == 0 ? IFM_GPB_EncodeIntegerType(d, r, f, value)
+                                     : kind == 1 ? IFM_GPB_EncodeNodeType(d, r, f, length)
+                                                 : IFM_GPB_EncodeStringType(d, r, f, length, text.data());
+                };
+                uint8_t want[400], got[400];
+                const uint32_t n = encode(want, sizeof(want));
+                ASSERT_NE(n, 0u);
+                memset(got, 0xEE, sizeof(got));
+                ASSERT_EQ(put(got, n), n);
+                ASSERT_EQ(Bytes(got, got + n), Bytes(want, want + n));
+                ASSERT_EQ(got[n], 0xEE);
+                memset(got, 0xEE, sizeof(got));
+                ASSERT_EQ(put(got, n - 1), 0u);
+                ASSERT_EQ(got[0], 0xEE) << "a field that does not fit writes nothing";
+            }
+        }
     }
 }
 

@@ -1,5 +1,9 @@
 // JSON helpers: number and percent texts, printing into framework memory, field tables as members.
+#include <cmath>
 #include <cstddef>
+#include <cstdlib>
+#include <limits>
+#include <random>
 #include <cstring>
 #include <string>
 
@@ -92,6 +96,109 @@ TEST_F(JsonTest, AllocationFailureYieldsNullAndLeaksNothing)
     EXPECT_EQ(IFM_JSON_EncodeUnformatted(root_), nullptr);
     EXPECT_TRUE(standin::Logs().empty()) << "a failed allocation is not logged";
     // The fixture checks that no framework buffer is left behind.
+}
+
+// cJSON's own printing of a tree, for comparison.
+std::string CjsonText(const cJSON *item)
+{
+    char *text = cJSON_PrintUnformatted(item);
+    std::string out = text != nullptr ? text : "<null>";
+    cJSON_free(text);
+    return out;
+}
+
+struct Counters {
+    uint64_t v[6];
+    uint32_t index;
+    double use[2];
+};
+
+constexpr GpbField kCounterRows[] = {
+    {1, GpbValue::U64, offsetof(Counters, v), 0, "in-octets"},
+    {2, GpbValue::U64, offsetof(Counters, v) + 8, 0, "out-octets"},
+    {3, GpbValue::U32, offsetof(Counters, index), 0, "index"},
+    {4, GpbValue::Percent, offsetof(Counters, use), 0, "in-use-rate"},
+    {5, GpbValue::U64, offsetof(Counters, v) + 16, 0, nullptr},
+    {6, GpbValue::U64, offsetof(Counters, v) + 24, 0, "in-errors"},
+    {7, GpbValue::Percent, offsetof(Counters, use) + 8, 0, "out-use-rate"},
+    {8, GpbValue::U64, offsetof(Counters, v) + 32, 0, "out-errors"},
+};
+
+TEST_F(JsonTest, TableMembersAreThoseOfTheNumberHelpers)
+{
+    std::mt19937_64 rng(17);
+    cJSON *expected = IFM_JSON_AllocObject();
+    for (int i = 0; i < 300; ++i) {
+        Counters c{};
+        for (uint64_t &v : c.v) {
+            v = rng() >> (rng() % 64);
+        }
+        c.index = static_cast<uint32_t>(rng());
+        c.use[0] = static_cast<double>(rng() % 100001) / 1000;
+        c.use[1] = static_cast<double>(rng() % 801) / 8;
+        ASSERT_NE(IFM_JSON_TableAdd(root_, IFM_GpbTable(kCounterRows), &c), 0u);
+        for (const GpbField &row : kCounterRows) {
+            const uint8_t *field = reinterpret_cast<const uint8_t *>(&c) + row.offset;
+            if (row.jsonName == nullptr) {
+                continue;
+            }
+            if (row.value == GpbValue::Percent) {
+                IFM_JSON_ObjectAddDOUBLPercent(expected, row.jsonName, *reinterpret_cast<const double *>(field));
+            } else {
+                IFM_JSON_ObjectAddUINT64(expected, row.jsonName,
+                                         row.value == GpbValue::U32 ? *reinterpret_cast<const uint32_t *>(field)
+                                                                    : *reinterpret_cast<const uint64_t *>(field));
+            }
+        }
+    }
+    EXPECT_EQ(Print(), CjsonText(expected));
+    IFM_JSON_NodeFree(expected);
+}
+
+// cJSON's allocator counting its blocks, failing from a given call on.
+struct CountingHooks {
+    static inline int live = 0;
+    static inline int callsLeft = -1; // < 0: never fail
+    static void *Alloc(size_t n)
+    {
+        if (callsLeft == 0) {
+            return nullptr;
+        }
+        --callsLeft;
+        ++live;
+        return malloc(n);
+    }
+    static void Free(void *p)
+    {
+        if (p != nullptr) {
+            --live;
+        }
+        free(p);
+    }
+};
+
+TEST_F(JsonTest, FailingCjsonAllocationStopsTheTableWithoutLeaks)
+{
+    cJSON_Hooks hooks{CountingHooks::Alloc, CountingHooks::Free};
+    Counters c{{1, 22, 333, 4444, 55555, 666666}, 7, {12.5, 100}};
+    for (int failAt = 0; failAt < 16; ++failAt) {
+        cJSON_InitHooks(&hooks);
+        CountingHooks::live = 0;
+        CountingHooks::callsLeft = -1;
+        cJSON *object = cJSON_CreateObject();
+        CountingHooks::callsLeft = failAt;
+        const uint32_t ok = IFM_JSON_TableAdd(object, IFM_GpbTable(kCounterRows), &c);
+        CountingHooks::callsLeft = -1;
+        // The members added before the failure stay printable.
+        char *text = IFM_JSON_EncodeUnformatted(object);
+        ASSERT_NE(text, nullptr);
+        const std::string printed = text;
+        MDTLM_FreeBuff(text);
+        EXPECT_EQ(ok != 0, printed.find("out-errors") != std::string::npos) << failAt;
+        cJSON_Delete(object);
+        EXPECT_EQ(CountingHooks::live, 0) << "fail at allocation " << failAt;
+        cJSON_InitHooks(nullptr);
+    }
 }
 
 struct Row {

@@ -80,13 +80,13 @@ static_assert(sizeof(IfStatEncodeLen) == 16, "16 bytes of size table per record"
 
 uint32_t IFM_IfStatGetEncodingSizeOfIpStat(const TlmIfStatData *record, IfStatEncodeLen *len)
 {
-    len->ipStatContent = IFM_GPB_TableSize(kIpStatTable, record);
+    len->ipStatContent = IFM_GPB_TableSizeOf<kIpStatTable>(record);
     return IFM_GPB_GetEncodingSizeOfNodeType(g_ifmpluginMdtlm_ipStatTag, len->ipStatContent);
 }
 
 uint32_t IFM_IfStatGetEncodingSizeOfInterface(const TlmIfStatData *record, IfStatEncodeLen *len)
 {
-    len->interfaceContent = IFM_GPB_TableSize(kNameTable, record) + IFM_IfStatGetEncodingSizeOfIpStat(record, len);
+    len->interfaceContent = IFM_GPB_TableSizeOf<kNameTable>(record) + IFM_IfStatGetEncodingSizeOfIpStat(record, len);
     return IFM_GPB_GetEncodingSizeOfNodeType(kFieldInterface, len->interfaceContent);
 }
 
@@ -105,10 +105,10 @@ uint32_t IFMPlugin_MDTLM_GetIfStaEncodeLen(const TlmIfStatData *records, uint32_
 }
 
 /* Writes one part's eight figures; `errorMsg` names the part when one does not fit. */
-uint32_t WritePart(const GpbTable &part, const char *errorMsg, const TlmIfStatData *record, uint8_t **cursor,
-                   uint32_t *remain)
+template <const GpbTable &Part>
+uint32_t WritePart(const char *errorMsg, const TlmIfStatData *record, uint8_t **cursor, uint32_t *remain)
 {
-    if (IFM_GPB_TableWrite(part, record, cursor, remain) != 0) {
+    if (IFM_GPB_TableWriteOf<Part>(record, cursor, remain) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "%s", errorMsg);
         return 1;
     }
@@ -117,17 +117,17 @@ uint32_t WritePart(const GpbTable &part, const char *errorMsg, const TlmIfStatDa
 
 uint32_t IFM_IfStatEncodingIpStatisticsTotalPart(const TlmIfStatData *record, uint8_t **cursor, uint32_t *remain)
 {
-    return WritePart(kTotalPart, "GPB encoding ifstat ip-statistics total part error.", record, cursor, remain);
+    return WritePart<kTotalPart>("GPB encoding ifstat ip-statistics total part error.", record, cursor, remain);
 }
 
 uint32_t IFM_IfStatEncodingIpStatisticsIpV4Part(const TlmIfStatData *record, uint8_t **cursor, uint32_t *remain)
 {
-    return WritePart(kIpv4Part, "GPB encoding ifstat ip-statistics ipV4 part error.", record, cursor, remain);
+    return WritePart<kIpv4Part>("GPB encoding ifstat ip-statistics ipV4 part error.", record, cursor, remain);
 }
 
 uint32_t IFM_IfStatEncodingIpStatisticsIpV6Part(const TlmIfStatData *record, uint8_t **cursor, uint32_t *remain)
 {
-    return WritePart(kIpv6Part, "GPB encoding ifstat ip-statistics ipV6 part error.", record, cursor, remain);
+    return WritePart<kIpv6Part>("GPB encoding ifstat ip-statistics ipV6 part error.", record, cursor, remain);
 }
 
 uint32_t IFM_IfStatEncodingIpStatisticsTable(const TlmIfStatData *record, uint8_t **cursor, uint32_t *remain)
@@ -147,7 +147,7 @@ uint32_t IFM_IfStatEncapIpStatisticsNodeGpb(const TlmIfStatData *record, uint8_t
 {
     uint8_t *pos = *cursor;
     uint32_t left = *remain;
-    const uint32_t header = IFM_GPB_EncodeNodeType(pos, left, g_ifmpluginMdtlm_ipStatTag, len->ipStatContent);
+    const uint32_t header = IFM_GPB_PutNodeType(pos, left, g_ifmpluginMdtlm_ipStatTag, len->ipStatContent);
     if (header == 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat ip_statistics node error.ret=%u", 0u);
         return 1;
@@ -186,9 +186,9 @@ uint32_t IFM_IfStatEncapInterfaceNodeGpb(const TlmIfStatData *records, uint32_t 
     for (uint32_t i = 0; i < count; ++i) {
         const TlmIfStatData *record = &records[i];
         const bool headed =
-            Advance(IFM_GPB_EncodeNodeType(pos, left, kFieldInterfaces, lens[i].interfacesContent), pos, left) &&
-            Advance(IFM_GPB_EncodeNodeType(pos, left, kFieldInterface, lens[i].interfaceContent), pos, left) &&
-            IFM_GPB_TableWrite(kNameTable, record, &pos, &left) == 0;
+            Advance(IFM_GPB_PutNodeType(pos, left, kFieldInterfaces, lens[i].interfacesContent), pos, left) &&
+            Advance(IFM_GPB_PutNodeType(pos, left, kFieldInterface, lens[i].interfaceContent), pos, left) &&
+            IFM_GPB_TableWriteOf<kNameTable>(record, &pos, &left) == 0;
         if (!headed) {
             MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat interface error");
             return 1;

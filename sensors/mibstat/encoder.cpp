@@ -95,11 +95,10 @@ uint32_t IFM_MibNameLen(const IfmTlmMibIfStatData &record)
 void IFMPlugin_MDTLM_GetMibIfStaEncodeLen(const IfmTlmMibIfStatData *records, uint32_t count, IfmMibEncodeLen *lens,
                                           uint32_t type)
 {
-    const GpbTable &table = IFM_MibStatTable(type);
     const uint32_t tag = IFM_MibStatTag(type);
     for (uint32_t i = 0; i < count; ++i) {
         IfmMibEncodeLen &len = lens[i];
-        len.stats = IFM_GPB_TableSize(table, &records[i]);
+        len.stats = IFM_IsMibType(type) ? IFM_GPB_TableSizeOf<g_ifmMibStatTable>(&records[i]) : IFM_GPB_TableSizeOf<g_ifmCommonStatTable>(&records[i]);
         len.interface = IFM_GPB_GetEncodingSizeOfStringType(IFM_GPB_FIELD_NAME, IFM_MibNameLen(records[i])) +
                         IFM_GPB_GetEncodingSizeOfNodeType(tag, len.stats);
         len.interfaces = IFM_GPB_GetEncodingSizeOfNodeType(IFM_GPB_FIELD_INTERFACE, len.interface);
@@ -124,11 +123,11 @@ uint32_t IFM_IfStatEncapMibIpStatisticsNodeGpb(const IfmTlmMibIfStatData &record
 {
     uint8_t *local = *cursor;
     uint32_t left = *remain;
-    if (!IFM_Advance(IFM_GPB_EncodeNodeType(local, left, IFM_MibStatTag(type), len.stats), &local, &left)) {
+    if (!IFM_Advance(IFM_GPB_PutNodeType(local, left, IFM_MibStatTag(type), len.stats), &local, &left)) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat interface error");
         return 1;
     }
-    if (IFM_GPB_TableWrite(IFM_MibStatTable(type), &record, &local, &left) != 0) {
+    if ((IFM_IsMibType(type) ? IFM_GPB_TableWriteOf<g_ifmMibStatTable>(&record, &local, &left) : IFM_GPB_TableWriteOf<g_ifmCommonStatTable>(&record, &local, &left)) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat ip-statistics total part error.");
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat ip_statistics error. ret=%u", 1u);
         return 1;
@@ -151,11 +150,11 @@ uint32_t IFM_MibIfStatEncapInterfaceNodeGpb(const IfmTlmMibIfStatData *records, 
         const IfmTlmMibIfStatData &record = records[i];
         const IfmMibEncodeLen &len = lens[i];
         const bool ok =
-            IFM_Advance(IFM_GPB_EncodeNodeType(cursor, *remain, IFM_GPB_FIELD_INTERFACES, len.interfaces), &cursor,
+            IFM_Advance(IFM_GPB_PutNodeType(cursor, *remain, IFM_GPB_FIELD_INTERFACES, len.interfaces), &cursor,
                         remain) &&
-            IFM_Advance(IFM_GPB_EncodeNodeType(cursor, *remain, IFM_GPB_FIELD_INTERFACE, len.interface), &cursor,
+            IFM_Advance(IFM_GPB_PutNodeType(cursor, *remain, IFM_GPB_FIELD_INTERFACE, len.interface), &cursor,
                         remain) &&
-            IFM_Advance(IFM_GPB_EncodeStringType(cursor, *remain, IFM_GPB_FIELD_NAME, IFM_MibNameLen(record),
+            IFM_Advance(IFM_GPB_PutStringType(cursor, *remain, IFM_GPB_FIELD_NAME, IFM_MibNameLen(record),
                                                  record.ifName),
                         &cursor, remain);
         if (!ok) {

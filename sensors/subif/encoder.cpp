@@ -98,22 +98,22 @@ constexpr uint32_t kDumpScratch = 128;
 
 void IFM_L2subifGpbGetCountersLen(const L2subifData *r, L2subifGpbLen *len)
 {
-    len->countersLen = IFM_GPB_TableSize(kInCountersTable, r) + IFM_GPB_TableSize(kOutCountersTable, r);
+    len->countersLen = IFM_GPB_TableSizeOf<kInCountersTable>(r) + IFM_GPB_TableSizeOf<kOutCountersTable>(r);
 }
 
 void IFM_L2subifGpbGetStateLen(const L2subifData *r, L2subifGpbLen *len)
 {
     IFM_L2subifGpbGetCountersLen(r, len);
-    len->stateLen = IFM_GPB_TableSize(kStateHeadTable, r) +
+    len->stateLen = IFM_GPB_TableSizeOf<kStateHeadTable>(r) +
                     IFM_GPB_GetEncodingSizeOfNodeType(kFieldCounters, len->countersLen) +
-                    IFM_GPB_TableSize(kStateTailTable, r);
+                    IFM_GPB_TableSizeOf<kStateTailTable>(r);
 }
 
 void IFM_L2subifGpbSubInterfaceLen(const L2subifData *r, L2subifGpbLen *len)
 {
     IFM_L2subifGpbGetStateLen(r, len);
     len->subinterfaceLen =
-        IFM_GPB_TableSize(kSubinterfaceHeadTable, r) + IFM_GPB_GetEncodingSizeOfNodeType(kFieldState, len->stateLen);
+        IFM_GPB_TableSizeOf<kSubinterfaceHeadTable>(r) + IFM_GPB_GetEncodingSizeOfNodeType(kFieldState, len->stateLen);
 }
 
 void IFM_L2subifGpbSubInterfacesLen(const L2subifData *r, L2subifGpbLen *len)
@@ -125,7 +125,7 @@ void IFM_L2subifGpbSubInterfacesLen(const L2subifData *r, L2subifGpbLen *len)
 void IFM_L2subifGpbInterfaceLen(const L2subifData *r, L2subifGpbLen *len)
 {
     IFM_L2subifGpbSubInterfacesLen(r, len);
-    len->interfaceLen = IFM_GPB_TableSize(kInterfaceHeadTable, r) +
+    len->interfaceLen = IFM_GPB_TableSizeOf<kInterfaceHeadTable>(r) +
                         IFM_GPB_GetEncodingSizeOfNodeType(kFieldSubinterfaces, len->subinterfacesLen);
     len->entryTotal = IFM_GPB_GetEncodingSizeOfNodeType(kFieldInterface, len->interfaceLen);
 }
@@ -135,7 +135,7 @@ void IFM_L2subifGpbInterfaceLen(const L2subifData *r, L2subifGpbLen *len)
 /* Writes a node header at the cursor; false when it does not fit. */
 bool WriteNodeHeader(uint32_t fieldNo, uint32_t contentLen, uint8_t **cursor, uint32_t *remain)
 {
-    uint32_t n = IFM_GPB_EncodeNodeType(*cursor, *remain, fieldNo, contentLen);
+    uint32_t n = IFM_GPB_PutNodeType(*cursor, *remain, fieldNo, contentLen);
     if (n == 0) {
         return false;
     }
@@ -147,8 +147,8 @@ bool WriteNodeHeader(uint32_t fieldNo, uint32_t contentLen, uint8_t **cursor, ui
 uint32_t IFM_L2subifEncodingCountersTable(const L2subifData *r, uint8_t **cursor, uint32_t *remain)
 {
     /* The fields 1 to 9, then 10 to 16. */
-    if (IFM_GPB_TableWrite(kInCountersTable, r, cursor, remain) != 0 ||
-        IFM_GPB_TableWrite(kOutCountersTable, r, cursor, remain) != 0) {
+    if (IFM_GPB_TableWriteOf<kInCountersTable>(r, cursor, remain) != 0 ||
+        IFM_GPB_TableWriteOf<kOutCountersTable>(r, cursor, remain) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding l2subif counters error.");
         return 1;
     }
@@ -169,9 +169,9 @@ uint32_t IFM_L2subifEncapCountersDataGpb(const L2subifData *r, const L2subifGpbL
 uint32_t IFM_L2subifEncodingStateTable(const L2subifData *r, const L2subifGpbLen *len, uint8_t **cursor,
                                        uint32_t *remain)
 {
-    if (IFM_GPB_TableWrite(kStateHeadTable, r, cursor, remain) != 0 ||
+    if (IFM_GPB_TableWriteOf<kStateHeadTable>(r, cursor, remain) != 0 ||
         IFM_L2subifEncapCountersDataGpb(r, len, cursor, remain) != 0 ||
-        IFM_GPB_TableWrite(kStateTailTable, r, cursor, remain) != 0) {
+        IFM_GPB_TableWriteOf<kStateTailTable>(r, cursor, remain) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding l2subif state table error.");
         return 1;
     }
@@ -192,7 +192,7 @@ uint32_t IFM_L2subifEncapStateDataGpb(const L2subifData *r, const L2subifGpbLen 
 uint32_t IFM_L2subifEncodingSubInterfaceTable(const L2subifData *r, const L2subifGpbLen *len, uint8_t **cursor,
                                               uint32_t *remain)
 {
-    if (IFM_GPB_TableWrite(kSubinterfaceHeadTable, r, cursor, remain) != 0 ||
+    if (IFM_GPB_TableWriteOf<kSubinterfaceHeadTable>(r, cursor, remain) != 0 ||
         IFM_L2subifEncapStateDataGpb(r, len, cursor, remain) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "IFM_L2subifEncodingSubInterfaceTable err.");
         return 1;
@@ -232,7 +232,7 @@ uint32_t IFM_L2subifEncapSubInterfacesDataGpb(const L2subifData *r, const L2subi
 uint32_t IFM_L2subifEncodingInterfaceTable(const L2subifData *r, const L2subifGpbLen *len, uint8_t **cursor,
                                            uint32_t *remain)
 {
-    if (IFM_GPB_TableWrite(kInterfaceHeadTable, r, cursor, remain) != 0 ||
+    if (IFM_GPB_TableWriteOf<kInterfaceHeadTable>(r, cursor, remain) != 0 ||
         IFM_L2subifEncapSubInterfacesDataGpb(r, len, cursor, remain) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding interface error.");
         return 1;
