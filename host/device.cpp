@@ -98,12 +98,12 @@ st::IfStatStep IfRateStep(const Counters &now, const Counters &before, uint64_t 
 }
 
 // Send queue length: a gauge that follows the send load (packets in the queue).
-uint64_t OutQueue(const InterfaceSpec &s)
+uint64_t OutQueue(const InterfaceDecl &s)
 {
     return s.speed == 0 ? 0 : s.traffic.outBitRate * 64 / s.speed;
 }
 
-uint16_t VlanOf(const InterfaceSpec &s)
+uint16_t VlanOf(const InterfaceDecl &s)
 {
     if (s.kind != IfKind::Subif) {
         return 0;
@@ -118,7 +118,7 @@ uint16_t VlanOf(const InterfaceSpec &s)
 Device::Device(const Inventory &inv, uint64_t seed, double jitterPercent) : inv_(inv), seed_(seed)
 {
     live_.reserve(inv_.interfaces.size());
-    for (const InterfaceSpec &s : inv_.interfaces) {
+    for (const InterfaceDecl &s : inv_.interfaces) {
         Live l{&s, TrafficSource(s.traffic, seed, s.ifindex, jitterPercent), {}, {}, 0, false, 0};
         l.portRow = s.kind == IfKind::Port || s.kind == IfKind::Mgmt;
         l.portKey = s.kind == IfKind::Mgmt ? s.actualIfindex : s.ifindex;
@@ -146,8 +146,8 @@ void Device::Start(uint64_t startUs)
     const uint64_t first = startSecond - warmup;
     for (Live &l : live_) {
         // Up for 1 to 7 days, counters last cleared 1 to 24 hours ago.
-        const uint64_t uptime = 86400 * (1 + Mix(seed_, l.spec->ifindex) % 7);
-        const uint64_t sinceClear = 3600 * (1 + Mix(seed_, l.spec->ifindex + 0x5EED) % 24);
+        const uint64_t uptime = 86400 * (1 + Mix(seed_, l.decl->ifindex) % 7);
+        const uint64_t sinceClear = 3600 * (1 + Mix(seed_, l.decl->ifindex + 0x5EED) % 24);
         l.source.AdvanceSteady(uptime - sinceClear);
         l.baseline = l.source.counters();
         l.source.AdvanceSteady(sinceClear);
@@ -164,7 +164,7 @@ void Device::WriteTables(uint64_t firstSecond)
     st::Reset();
     st::SetSysFlowInterval(inv_.flowInterval);
     for (const Live &l : live_) {
-        const InterfaceSpec &s = *l.spec;
+        const InterfaceDecl &s = *l.decl;
         st::PutIf({s.ifindex, s.forwardType, s.ifType, s.speed, s.name});
         if (s.kind == IfKind::Mgmt) {
             st::PutIf({s.actualIfindex, s.forwardType, s.ifType, s.speed, s.name});
@@ -224,15 +224,15 @@ void Device::Collect(uint64_t second)
         const uint64_t elapsed = std::max<uint64_t>(1, second - l.boundarySecond);
         if (l.portRow) {
             if (st::PortStatRow *row = st::FindPortStat(l.portKey)) {
-                row->steps[row->interval_index % kPortRing] = PortStep(c, OutQueue(*l.spec), ts);
+                row->steps[row->interval_index % kPortRing] = PortStep(c, OutQueue(*l.decl), ts);
                 row->interval_index = (row->interval_index + 1) % kPortRing;
                 if (boundary) {
                     row->steps[kPortRateStep] = PortRateStep(c, l.atBoundary, elapsed, ts);
                 }
             }
         }
-        if (boundary && l.spec->statType != 0) {
-            if (st::IfStatRow *row = st::FindIfStat(l.spec->ifindex)) {
+        if (boundary && l.decl->statType != 0) {
+            if (st::IfStatRow *row = st::FindIfStat(l.decl->ifindex)) {
                 row->steps[row->interval_index % kIfRing] = IfStep(c, ts);
                 row->steps[kIfRateStep] = IfRateStep(c, l.atBoundary, elapsed, ts);
                 row->interval_index = (row->interval_index + 1) % kIfRing;

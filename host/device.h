@@ -40,7 +40,7 @@ public:
 
 private:
     struct Live {
-        const InterfaceSpec *spec;
+        const InterfaceDecl *decl;
         TrafficSource source;
         Counters baseline;
         Counters atBoundary;

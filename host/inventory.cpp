@@ -160,51 +160,51 @@ private:
 
     void Interface(IfKind kind, const std::vector<std::string> &words)
     {
-        InterfaceSpec spec;
+        InterfaceDecl decl;
         PendingRates pending;
-        spec.kind = kind;
-        spec.name = words[1];
-        if (spec.name.size() > kMaxNameLength) {
-            Fail("name longer than 63 characters: " + spec.name);
+        decl.kind = kind;
+        decl.name = words[1];
+        if (decl.name.size() > kMaxNameLength) {
+            Fail("name longer than 63 characters: " + decl.name);
         }
-        if (names_.count(spec.name) != 0) {
-            Fail("interface " + spec.name + " is declared twice");
+        if (names_.count(decl.name) != 0) {
+            Fail("interface " + decl.name + " is declared twice");
         }
-        if (kind == IfKind::Subif && SubifParent(spec.name).empty()) {
-            Fail("subinterface name must be MAIN.N with a decimal N: " + spec.name);
+        if (kind == IfKind::Subif && SubifParent(decl.name).empty()) {
+            Fail("subinterface name must be MAIN.N with a decimal N: " + decl.name);
         }
         const KindDefaults d = DefaultsOf(kind);
-        spec.ifType = d.ifType;
-        spec.forwardType = d.forwardType;
-        spec.speed = d.speed;
-        spec.statType = d.statType;
+        decl.ifType = d.ifType;
+        decl.forwardType = d.forwardType;
+        decl.speed = d.speed;
+        decl.statType = d.statType;
         for (size_t i = 2; i < words.size(); ++i) {
-            Attribute(spec, pending, words[i]);
+            Attribute(decl, pending, words[i]);
         }
-        if (kind == IfKind::Trunk && spec.members.empty()) {
-            Fail("trunk " + spec.name + " needs members=PORT,PORT,...");
+        if (kind == IfKind::Trunk && decl.members.empty()) {
+            Fail("trunk " + decl.name + " needs members=PORT,PORT,...");
         }
-        if (kind != IfKind::Trunk && !spec.members.empty()) {
+        if (kind != IfKind::Trunk && !decl.members.empty()) {
             Fail("members= belongs to trunks only");
         }
-        if (kind != IfKind::Mgmt && spec.actualIfindex != 0) {
+        if (kind != IfKind::Mgmt && decl.actualIfindex != 0) {
             Fail("actual= belongs to management ports only");
         }
-        names_.insert(spec.name);
+        names_.insert(decl.name);
         lines_.push_back(line_);
         pending_.push_back(pending);
-        inv_.interfaces.push_back(spec);
+        inv_.interfaces.push_back(decl);
     }
 
-    void Attribute(InterfaceSpec &spec, PendingRates &pending, const std::string &word)
+    void Attribute(InterfaceDecl &decl, PendingRates &pending, const std::string &word)
     {
         if (word == "idle") {
-            spec.traffic.inBitRate = spec.traffic.outBitRate = 0;
+            decl.traffic.inBitRate = decl.traffic.outBitRate = 0;
             pending.inPercent = pending.outPercent = -1;
             return;
         }
         if (word == "nostats") {
-            spec.statsEnabled = false;
+            decl.statsEnabled = false;
             return;
         }
         const size_t eq = word.find('=');
@@ -215,11 +215,11 @@ private:
         const std::string value = word.substr(eq + 1);
         try {
             if (key == "speed") {
-                spec.speed = ParseBitRate(value);
+                decl.speed = ParseBitRate(value);
                 pending.speedGiven = true;
             } else if (key == "in" || key == "out") {
                 double &pct = key == "in" ? pending.inPercent : pending.outPercent;
-                uint64_t &rate = key == "in" ? spec.traffic.inBitRate : spec.traffic.outBitRate;
+                uint64_t &rate = key == "in" ? decl.traffic.inBitRate : decl.traffic.outBitRate;
                 if (!value.empty() && value.back() == '%') {
                     pct = ParseDecimal(value.substr(0, value.size() - 1));
                     if (pct > 100) {
@@ -231,39 +231,39 @@ private:
                     pct = -1;
                 }
             } else if (key == "pkt") {
-                spec.traffic.packetSize = ParseUnsigned32(value);
-                if (spec.traffic.packetSize < 1 || spec.traffic.packetSize > 65535) {
+                decl.traffic.packetSize = ParseUnsigned32(value);
+                if (decl.traffic.packetSize < 1 || decl.traffic.packetSize > 65535) {
                     Fail("pkt= must be 1 to 65535 bytes");
                 }
             } else if (key == "v6") {
-                spec.traffic.ipv6Percent = ParseUnsigned32(value);
-                if (spec.traffic.ipv6Percent > 100) {
+                decl.traffic.ipv6Percent = ParseUnsigned32(value);
+                if (decl.traffic.ipv6Percent > 100) {
                     Fail("v6= must be a percentage 0 to 100");
                 }
             } else if (key == "stat") {
-                spec.statType = ParseUnsigned32(value);
+                decl.statType = ParseUnsigned32(value);
                 pending.statGiven = true;
             } else if (key == "if_type") {
-                spec.ifType = ParseUnsigned32(value);
+                decl.ifType = ParseUnsigned32(value);
             } else if (key == "fwd") {
-                spec.forwardType = ParseUnsigned32(value);
+                decl.forwardType = ParseUnsigned32(value);
             } else if (key == "ifindex") {
-                spec.ifindex = ParseUnsigned32(value);
-                if (spec.ifindex == 0) {
+                decl.ifindex = ParseUnsigned32(value);
+                if (decl.ifindex == 0) {
                     Fail("ifindex= must not be 0");
                 }
             } else if (key == "actual") {
-                spec.actualIfindex = ParseUnsigned32(value);
-                if (spec.actualIfindex == 0) {
+                decl.actualIfindex = ParseUnsigned32(value);
+                if (decl.actualIfindex == 0) {
                     Fail("actual= must not be 0");
                 }
             } else if (key == "members") {
-                spec.members.clear();
+                decl.members.clear();
                 for (const std::string &m : Split(value, ',')) {
                     if (m.empty()) {
                         Fail("empty member name in members=");
                     }
-                    spec.members.push_back(m);
+                    decl.members.push_back(m);
                 }
             } else {
                 Fail("unknown attribute '" + key + "'");
@@ -281,7 +281,7 @@ private:
         }
         std::map<IfKind, uint32_t> next;
         std::set<uint32_t> used;
-        for (const InterfaceSpec &s : inv_.interfaces) {
+        for (const InterfaceDecl &s : inv_.interfaces) {
             if (s.ifindex != 0) {
                 used.insert(s.ifindex);
             }
@@ -292,7 +292,7 @@ private:
         std::set<uint32_t> seen;
         std::set<std::string> memberOf;
         for (size_t i = 0; i < inv_.interfaces.size(); ++i) {
-            InterfaceSpec &s = inv_.interfaces[i];
+            InterfaceDecl &s = inv_.interfaces[i];
             PendingRates &p = pending_[i];
             line_ = lines_[i];
             if (s.ifindex == 0) {
@@ -395,9 +395,9 @@ const char *KindName(IfKind kind)
     return "?";
 }
 
-const InterfaceSpec *Inventory::Find(const std::string &name) const
+const InterfaceDecl *Inventory::Find(const std::string &name) const
 {
-    for (const InterfaceSpec &s : interfaces) {
+    for (const InterfaceDecl &s : interfaces) {
         if (s.name == name) {
             return &s;
         }
@@ -405,11 +405,11 @@ const InterfaceSpec *Inventory::Find(const std::string &name) const
     return nullptr;
 }
 
-std::vector<uint32_t> Inventory::MemberIndexes(const InterfaceSpec &trunk) const
+std::vector<uint32_t> Inventory::MemberIndexes(const InterfaceDecl &trunk) const
 {
     std::vector<uint32_t> out;
     for (const std::string &m : trunk.members) {
-        if (const InterfaceSpec *p = Find(m)) {
+        if (const InterfaceDecl *p = Find(m)) {
             out.push_back(p->ifindex);
         }
     }
@@ -444,7 +444,7 @@ Inventory DefaultInventory(const InventoryShape &shape, uint64_t seed)
     const uint32_t firstMember = shape.ports - uplinks - totalMembers + 1;
 
     for (uint32_t n = 1; n <= shape.ports; ++n) {
-        InterfaceSpec p;
+        InterfaceDecl p;
         p.kind = IfKind::Port;
         p.name = "GE1/0/" + std::to_string(n);
         p.ifindex = kPortBase + n;
@@ -461,7 +461,7 @@ Inventory DefaultInventory(const InventoryShape &shape, uint64_t seed)
     }
     uint32_t member = firstMember;
     for (uint32_t t = 1; t <= shape.trunks; ++t) {
-        InterfaceSpec tr;
+        InterfaceDecl tr;
         tr.kind = IfKind::Trunk;
         tr.name = "Eth-Trunk" + std::to_string(t);
         tr.ifindex = kTrunkBase + t;
@@ -477,7 +477,7 @@ Inventory DefaultInventory(const InventoryShape &shape, uint64_t seed)
     for (uint32_t k = 0; k < shape.subifs; ++k) {
         const uint32_t parent = shape.ports == 0 ? 1 : (k / 4) % shape.ports + 1;
         const uint32_t number = 100 * (k % 4 + 1) + 1000 * (k / 4 / std::max<uint32_t>(shape.ports, 1));
-        InterfaceSpec s;
+        InterfaceDecl s;
         s.kind = IfKind::Subif;
         s.name = "GE1/0/" + std::to_string(parent) + "." + std::to_string(number);
         s.ifindex = kSubifBase + k + 1;
@@ -491,7 +491,7 @@ Inventory DefaultInventory(const InventoryShape &shape, uint64_t seed)
         inv.interfaces.push_back(s);
     }
     for (uint32_t r = 0; r < shape.routed; ++r) {
-        InterfaceSpec v;
+        InterfaceDecl v;
         v.kind = IfKind::Routed;
         v.name = "Vlanif" + std::to_string(10 + r);
         v.ifindex = kRoutedBase + r + 1;
@@ -502,7 +502,7 @@ Inventory DefaultInventory(const InventoryShape &shape, uint64_t seed)
         v.traffic = Drawn(seed, 0x20000 + r, kGbit, 1, 50);
         inv.interfaces.push_back(v);
     }
-    InterfaceSpec lo;
+    InterfaceDecl lo;
     lo.kind = IfKind::Routed;
     lo.name = "LoopBack0";
     lo.ifindex = kRoutedBase + 0x100;
@@ -510,7 +510,7 @@ Inventory DefaultInventory(const InventoryShape &shape, uint64_t seed)
     lo.forwardType = 1;
     lo.statType = 0x1000;
     inv.interfaces.push_back(lo);
-    InterfaceSpec tun;
+    InterfaceDecl tun;
     tun.kind = IfKind::Routed;
     tun.name = "Tunnel0/0/1";
     tun.ifindex = kRoutedBase + 0x101;
@@ -521,7 +521,7 @@ Inventory DefaultInventory(const InventoryShape &shape, uint64_t seed)
     tun.traffic.inBitRate = tun.traffic.outBitRate = 20 * kMbit;
     tun.traffic.packetSize = 1024;
     inv.interfaces.push_back(tun);
-    InterfaceSpec meth;
+    InterfaceDecl meth;
     meth.kind = IfKind::Mgmt;
     meth.name = "MEth0/0/0";
     meth.ifindex = kMgmtBase + 1;
@@ -561,7 +561,7 @@ std::string FormatInventory(const Inventory &inv)
     std::ostringstream out;
     out << "board " << inv.boardType << "\n";
     out << "flow-interval " << inv.flowInterval << "\n";
-    for (const InterfaceSpec &s : inv.interfaces) {
+    for (const InterfaceDecl &s : inv.interfaces) {
         out << KindName(s.kind) << " " << s.name;
         if (s.kind == IfKind::Trunk) {
             out << " members=";

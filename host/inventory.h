@@ -32,7 +32,7 @@ enum class IfKind { Port, Trunk, Subif, Routed, Mgmt };
 
 const char *KindName(IfKind kind);
 
-struct InterfaceSpec {
+struct InterfaceDecl {
     IfKind kind = IfKind::Port;
     std::string name;
     uint32_t ifindex = 0;       // the store key (for a management port: its logical index)
@@ -49,11 +49,11 @@ struct InterfaceSpec {
 struct Inventory {
     uint32_t boardType = 6;
     uint32_t flowInterval = 30;
-    std::vector<InterfaceSpec> interfaces;
+    std::vector<InterfaceDecl> interfaces;
 
-    const InterfaceSpec *Find(const std::string &name) const;
+    const InterfaceDecl *Find(const std::string &name) const;
     // The trunk member indexes, in listed order.
-    std::vector<uint32_t> MemberIndexes(const InterfaceSpec &trunk) const;
+    std::vector<uint32_t> MemberIndexes(const InterfaceDecl &trunk) const;
 };
 
 struct InventoryShape {

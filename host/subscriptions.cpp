@@ -15,9 +15,9 @@ namespace {
     throw InputError(where + ": " + message);
 }
 
-ThresholdSpec ParseThreshold(const std::string &text, const std::string &where)
+ThresholdDecl ParseThreshold(const std::string &text, const std::string &where)
 {
-    ThresholdSpec t;
+    ThresholdDecl t;
     const std::vector<std::string> raw = Split(text, ':');
     try {
         if (raw.size() == 3) {
@@ -230,7 +230,7 @@ std::string DescribeSubscription(const Subscription &sub)
     } else if (sub.condType != 0) {
         d += " subif=" + sub.condName + ":" + sub.condIndex;
     }
-    for (const ThresholdSpec &t : sub.thresholds) {
+    for (const ThresholdDecl &t : sub.thresholds) {
         d += " threshold=" + t.counter + ":" + std::to_string(t.op) + ":" + std::to_string(t.value);
     }
     if (sub.suppressRedundant) {

@@ -27,7 +27,7 @@
 
 namespace host {
 
-struct ThresholdSpec {
+struct ThresholdDecl {
     std::string counter;
     uint8_t op = 0;
     uint64_t value = 0;
@@ -42,7 +42,7 @@ struct Subscription {
     std::string condKey;
     std::string condName;
     std::string condIndex;
-    std::vector<ThresholdSpec> thresholds;
+    std::vector<ThresholdDecl> thresholds;
     uint32_t thresholdRelation = 0; // 1 (both) by default when two thresholds are given
     uint32_t suppressRedundant = 0;
     uint32_t reportPeriod = 0;

@@ -106,11 +106,11 @@ TEST(HostInventory, DefaultTopOfRack)
     std::map<IfKind, size_t> kinds;
     std::vector<size_t> members;
     size_t idle = 0;
-    for (const InterfaceSpec &s : inv.interfaces) {
+    for (const InterfaceDecl &s : inv.interfaces) {
         ++kinds[s.kind];
         idle += s.traffic.idle();
         if (s.kind == IfKind::Subif) {
-            const InterfaceSpec *parent = inv.Find(s.name.substr(0, s.name.find('.')));
+            const InterfaceDecl *parent = inv.Find(s.name.substr(0, s.name.find('.')));
             ASSERT_NE(parent, nullptr) << s.name;
             EXPECT_EQ(parent->kind, IfKind::Port);
         }
