@@ -1,5 +1,10 @@
-// Stand-in hash table library: chained buckets, one mutex per table held for the whole of each
-// call. Elements come from malloc with a small header in front that links them into a bucket.
+// Stand-in hash table library: one mutex per table held for the whole of each call. Elements
+// come from malloc with a small header in front. A bucket is a contiguous array of entries, each
+// holding a linked element's address and a copy of the element's first bytes (its key): a lookup
+// hands the comparison function the copies, one after the other in memory, instead of following a
+// chain through elements scattered over the heap. Keys do not change while an element is linked,
+// so the copies stay true.
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -14,14 +19,19 @@ namespace {
 
 constexpr uint32_t kTableMagic = 0x48415348u; // "HASH"
 constexpr uint32_t kElemMagic = 0x454C4D54u;  // "ELMT"
+constexpr uint32_t kKeyCopy = 24;            // bytes of an element kept in its bucket entry
 
 struct HashTable;
 
 struct alignas(16) ElemHeader {
-    ElemHeader *next;
     HashTable *owner;
     uint32_t magic;
     uint32_t linked;
+};
+
+struct Entry {
+    ElemHeader *elem;
+    alignas(8) unsigned char key[kKeyCopy];
 };
 
 struct HashTable {
@@ -31,11 +41,12 @@ struct HashTable {
     LITE_HASH_FUNC hash;
     LITE_HASH_COMP comp;
     std::mutex mu;
-    std::vector<ElemHeader *> buckets;
+    std::vector<std::vector<Entry>> buckets;
 };
 
 std::atomic<uint64_t> g_liveTables{0};
 std::atomic<uint64_t> g_liveElements{0};
+std::atomic<uint64_t> g_compares{0};
 
 // The library has no call that destroys a table: every table lives until the process ends. They
 // are kept in this never-destroyed list so that leak checkers see them as reachable.
@@ -65,17 +76,27 @@ void ReleaseElem(ElemHeader *h)
     g_liveElements.fetch_sub(1);
 }
 
-// Finds the link that points at the element with this key in its bucket (null when absent).
-ElemHeader **FindLink(HashTable *t, const void *key)
+std::vector<Entry> &BucketOf(HashTable *t, const void *key)
 {
-    ElemHeader **link = &t->buckets[t->hash(key) % t->bucketNum];
-    while (*link != nullptr) {
-        if (t->comp(key, Payload(*link)) == 1) {
-            return link;
+    return t->buckets[t->hash(key) % t->bucketNum];
+}
+
+// Index of the entry whose element has this key, or -1. The copies hold the whole key when the
+// element fits in them or the key is known to (keyLen, 0 when the caller gave none); otherwise
+// the elements themselves are compared.
+long FindEntry(HashTable *t, const std::vector<Entry> &bucket, const void *key, uint32_t keyLen)
+{
+    const bool copies = t->elemSize <= kKeyCopy || (keyLen != 0 && keyLen <= kKeyCopy);
+    const size_t n = bucket.size();
+    size_t i = 0;
+    for (; i < n; ++i) {
+        const void *other = copies ? static_cast<const void *>(bucket[i].key) : Payload(bucket[i].elem);
+        if (t->comp(key, other) == 1) {
+            break;
         }
-        link = &(*link)->next;
     }
-    return nullptr;
+    g_compares.fetch_add(i < n ? i + 1 : n, std::memory_order_relaxed);
+    return i < n ? static_cast<long>(i) : -1;
 }
 
 } // namespace
@@ -96,7 +117,7 @@ extern "C" void *LITE_HASH_CreateWithLock(uint32_t flags, uint32_t elemSize, uin
     t->bucketNum = bucketNum;
     t->hash = hash;
     t->comp = comp;
-    t->buckets.assign(bucketNum, nullptr);
+    t->buckets.resize(bucketNum);
     {
         std::lock_guard<std::mutex> lock(g_allTablesMu);
         g_allTables->push_back(t);
@@ -107,14 +128,14 @@ extern "C" void *LITE_HASH_CreateWithLock(uint32_t flags, uint32_t elemSize, uin
 
 extern "C" void *LITE_HASH_FindElmtFromFirst(void *table, const void *key, uint32_t keyLen)
 {
-    (void)keyLen;
     HashTable *t = AsTable(table);
     if (t == nullptr || key == nullptr) {
         return nullptr;
     }
     std::lock_guard<std::mutex> lock(t->mu);
-    ElemHeader **link = FindLink(t, key);
-    return link != nullptr ? Payload(*link) : nullptr;
+    const std::vector<Entry> &bucket = BucketOf(t, key);
+    const long i = FindEntry(t, bucket, key, keyLen);
+    return i >= 0 ? Payload(bucket[static_cast<size_t>(i)].elem) : nullptr;
 }
 
 extern "C" void *LITE_HASH_NewData(void *table, uint32_t flags)
@@ -129,7 +150,6 @@ extern "C" void *LITE_HASH_NewData(void *table, uint32_t flags)
     if (h == nullptr) {
         return nullptr;
     }
-    h->next = nullptr;
     h->owner = t;
     h->magic = kElemMagic;
     h->linked = 0;
@@ -150,30 +170,32 @@ extern "C" uint32_t LITE_HASH_AddNode(void *table, const void *key, void *elem, 
     if (h->magic != kElemMagic || h->owner != t || h->linked != 0) {
         return 1;
     }
-    if (FindLink(t, key) != nullptr) {
+    std::vector<Entry> &bucket = BucketOf(t, key);
+    if (FindEntry(t, bucket, key, 0) >= 0) {
         return 1;
     }
-    ElemHeader *&head = t->buckets[t->hash(key) % t->bucketNum];
-    h->next = head;
+    Entry e{h, {}};
+    std::memcpy(e.key, Payload(h), std::min(t->elemSize, kKeyCopy));
+    bucket.push_back(e);
     h->linked = 1;
-    head = h;
     return 0;
 }
 
 extern "C" uint32_t LITE_HASH_RemoveElmtByKey(void *table, const void *key, uint32_t keyLen)
 {
-    (void)keyLen;
     HashTable *t = AsTable(table);
     if (t == nullptr || key == nullptr) {
         return 1;
     }
     std::lock_guard<std::mutex> lock(t->mu);
-    ElemHeader **link = FindLink(t, key);
-    if (link == nullptr) {
+    std::vector<Entry> &bucket = BucketOf(t, key);
+    const long i = FindEntry(t, bucket, key, keyLen);
+    if (i < 0) {
         return 1;
     }
-    ElemHeader *h = *link;
-    *link = h->next;
+    ElemHeader *h = bucket[static_cast<size_t>(i)].elem;
+    bucket[static_cast<size_t>(i)] = bucket.back(); // order within a bucket carries no meaning
+    bucket.pop_back();
     ReleaseElem(h);
     return 0;
 }
@@ -209,6 +231,11 @@ uint64_t LiveHashTables()
 uint64_t LiveHashElements()
 {
     return g_liveElements.load();
+}
+
+uint64_t HashCompares()
+{
+    return g_compares.load();
 }
 
 } // namespace standin

@@ -81,6 +81,7 @@ void FailGettimeofday(uint32_t count);
 /* ---- Hash table library ---- */
 uint64_t LiveHashTables();
 uint64_t LiveHashElements(); /* elements from LITE_HASH_NewData not yet released */
+uint64_t HashCompares();     /* calls of the tables' comparison functions so far */
 
 /* ---- Statistics store ---- */
 namespace store {

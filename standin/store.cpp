@@ -1,7 +1,7 @@
 // Stand-in statistics store: in-memory tables with the generated db_* accessors.
 //
-// Rows live in deques (stable addresses, insertion order) with a hash index key -> slot for O(1)
-// keyed reads. A removed row leaves a dead slot behind, so slot numbers never change and an object
+// Rows live in chunked arrays (stable addresses, insertion order) with an open-addressing index
+// key -> slot for O(1) keyed reads. A removed row leaves a dead slot behind, so slot numbers never change and an object
 // that still refers to a removed row sees it as gone instead of reading freed memory. Each slot
 // carries a serial number that is never reused, so a slot of a reset table is not mistaken for
 // the row an object loaded before the reset.
@@ -11,9 +11,9 @@
 // is armed. Names are mapped to ids only in the control API.
 #include <cstdio>
 #include <cstring>
-#include <deque>
+#include <memory>
 #include <stdexcept>
-#include <unordered_map>
+#include <vector>
 
 #include "standin/standin.h"
 
@@ -160,77 +160,179 @@ struct SysIntervalRow {
 
 uint64_t g_nextSerial = 1;
 
-template <class Row>
-struct Slot {
-    Row row;
-    uint64_t serial;
-    bool alive;
+// Objects and positioned child nodes remember the row or step they point at, valid while this
+// number stands. It moves whenever a loaded row may have gone or changed (a removal, a reset, any
+// read or iteration step), so the getters that follow a read take the remembered pointer and only
+// the others look the row up again by slot and serial number.
+uint64_t g_epoch = 1;
+
+// Open-addressing index from a row key to its slot: linear probing in a power-of-two array kept at
+// most half full, removal by shifting the following entries back (no tombstones). One probe
+// usually lands on the entry, so a keyed read costs one cache line here instead of the bucket and
+// node of a node-based map.
+class KeyIndex {
+public:
+    static constexpr uint32_t kNone = UINT32_MAX;
+
+    uint32_t Find(uint32_t key) const
+    {
+        if (used_ == 0) {
+            return kNone;
+        }
+        for (uint32_t i = Home(key);; i = (i + 1) & mask_) {
+            const Entry &e = entries_[i];
+            if (e.slotPlus1 == 0) {
+                return kNone;
+            }
+            if (e.key == key) {
+                return e.slotPlus1 - 1;
+            }
+        }
+    }
+    // The key must not be present.
+    void Insert(uint32_t key, uint32_t slot)
+    {
+        if ((used_ + 1) * 2 > entries_.size()) {
+            Grow();
+        }
+        uint32_t i = Home(key);
+        while (entries_[i].slotPlus1 != 0) {
+            i = (i + 1) & mask_;
+        }
+        entries_[i] = Entry{key, slot + 1};
+        ++used_;
+    }
+    bool Erase(uint32_t key)
+    {
+        if (used_ == 0) {
+            return false;
+        }
+        uint32_t i = Home(key);
+        for (; entries_[i].key != key; i = (i + 1) & mask_) {
+            if (entries_[i].slotPlus1 == 0) {
+                return false;
+            }
+        }
+        if (entries_[i].slotPlus1 == 0) {
+            return false;
+        }
+        // Move back every later entry of the run whose home is not between the hole and itself.
+        for (uint32_t j = (i + 1) & mask_; entries_[j].slotPlus1 != 0; j = (j + 1) & mask_) {
+            const uint32_t home = Home(entries_[j].key);
+            if (((j - home) & mask_) >= ((j - i) & mask_)) {
+                entries_[i] = entries_[j];
+                i = j;
+            }
+        }
+        entries_[i] = Entry{};
+        --used_;
+        return true;
+    }
+    void Clear()
+    {
+        entries_.clear();
+        used_ = 0;
+        mask_ = 0;
+        shift_ = 64;
+    }
+
+private:
+    struct Entry {
+        uint32_t key;
+        uint32_t slotPlus1; // 0: empty
+    };
+    uint32_t Home(uint32_t key) const
+    {
+        return static_cast<uint32_t>((key * 0x9E3779B97F4A7C15ull) >> shift_) & mask_;
+    }
+    void Grow()
+    {
+        std::vector<Entry> old;
+        old.swap(entries_);
+        const size_t size = old.empty() ? 64 : old.size() * 2;
+        entries_.assign(size, Entry{});
+        mask_ = static_cast<uint32_t>(size - 1);
+        shift_ = 64 - static_cast<uint32_t>(__builtin_ctzll(size));
+        used_ = 0;
+        for (const Entry &e : old) {
+            if (e.slotPlus1 != 0) {
+                Insert(e.key, e.slotPlus1 - 1);
+            }
+        }
+    }
+
+    std::vector<Entry> entries_;
+    uint32_t used_ = 0;
+    uint32_t mask_ = 0;
+    uint32_t shift_ = 64;
 };
 
+// Rows live in chunks of fixed size, so their addresses never change, and the serial numbers live
+// in a dense array of their own, so the check that a loaded row still exists does not touch the
+// (possibly large, cold) row.
 template <class Row>
 struct Table {
-    std::deque<Slot<Row>> slots;
-    std::unordered_map<uint32_t, uint32_t> index; // key -> slot (keyed tables)
+    static constexpr uint32_t kChunkRows = 64;
+
+    std::vector<std::unique_ptr<Row[]>> chunks;
+    std::vector<uint64_t> serials; // per slot; 0 once the row is removed
+    KeyIndex index;                // key -> slot (keyed tables)
     uint32_t live = 0;
+
+    uint32_t Slots() const { return static_cast<uint32_t>(serials.size()); }
+    Row &RowAt(uint32_t slot) { return chunks[slot / kChunkRows][slot % kChunkRows]; }
+    bool Alive(uint32_t slot) const { return serials[slot] != 0; }
 
     Row *Find(uint32_t key)
     {
-        auto it = index.find(key);
-        return it == index.end() ? nullptr : &slots[it->second].row;
-    }
-    const Slot<Row> *FindSlot(uint32_t key, uint32_t *slot) const
-    {
-        auto it = index.find(key);
-        if (it == index.end()) {
-            return nullptr;
-        }
-        *slot = it->second;
-        return &slots[it->second];
+        const uint32_t slot = index.Find(key);
+        return slot == KeyIndex::kNone ? nullptr : &RowAt(slot);
     }
     // Inserts at the end, or replaces in place keeping the row's position.
     Row *Put(uint32_t key, const Row &row)
     {
-        auto it = index.find(key);
-        if (it != index.end()) {
-            slots[it->second].row = row;
-            return &slots[it->second].row;
+        const uint32_t slot = index.Find(key);
+        if (slot != KeyIndex::kNone) {
+            return &(RowAt(slot) = row);
         }
-        index.emplace(key, static_cast<uint32_t>(slots.size()));
+        index.Insert(key, Slots());
         return Append(row);
     }
     Row *Append(const Row &row)
     {
-        slots.push_back(Slot<Row>{row, g_nextSerial++, true});
+        const uint32_t slot = Slots();
+        if (slot % kChunkRows == 0) {
+            chunks.emplace_back(new Row[kChunkRows]());
+        }
+        serials.push_back(g_nextSerial++);
         ++live;
-        return &slots.back().row;
+        return &(RowAt(slot) = row);
     }
     bool Remove(uint32_t key)
     {
-        auto it = index.find(key);
-        if (it == index.end()) {
+        const uint32_t slot = index.Find(key);
+        if (slot == KeyIndex::kNone) {
             return false;
         }
-        Slot<Row> &s = slots[it->second];
-        s.alive = false;
-        s.row = Row{}; // release what the row owns (names, member lists)
-        index.erase(it);
+        serials[slot] = 0;
+        ++g_epoch;
+        RowAt(slot) = Row{}; // release what the row owns (names, member lists)
+        index.Erase(key);
         --live;
         return true;
     }
     void Clear()
     {
-        slots.clear();
-        index.clear();
+        ++g_epoch;
+        chunks.clear();
+        serials.clear();
+        index.Clear();
         live = 0;
     }
-    // The slot an object refers to, if that row still exists.
-    const Slot<Row> *At(uint32_t slot, uint64_t serial) const
+    // The row an object refers to, if that row still exists.
+    Row *At(uint32_t slot, uint64_t serial)
     {
-        if (slot >= slots.size()) {
-            return nullptr;
-        }
-        const Slot<Row> &s = slots[slot];
-        return (s.alive && s.serial == serial) ? &s : nullptr;
+        return (slot < Slots() && serials[slot] == serial) ? &RowAt(slot) : nullptr;
     }
 };
 
@@ -325,6 +427,8 @@ struct DbNode {
     ChildKind kind;
     bool positioned;
     uint32_t index;
+    const void *step; // the positioned step, while epoch == g_epoch
+    uint64_t epoch;
 };
 
 struct DbObj {
@@ -334,11 +438,48 @@ struct DbObj {
     bool loaded;
     uint32_t slot;
     uint64_t serial;
+    const void *row; // the loaded row, while epoch == g_epoch
+    uint64_t epoch;
     bool stmt;
     std::vector<uint32_t> statTypes; // conditions on if_statistics stat_type (all must hold)
     DbIter *iter;
     std::vector<DbNode *> nodes;
 };
+
+// Objects and child nodes are recycled through free lists: every keyed read creates and releases
+// an object and a node, and the allocator would otherwise be a visible share of a tick. Under
+// AddressSanitizer they are allocated and freed one by one, so that a use after release shows.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kRecycle = false;
+#else
+constexpr bool kRecycle = true;
+#endif
+
+template <class T>
+struct Recycler {
+    std::vector<T *> spare;
+
+    T *Take()
+    {
+        if (spare.empty()) {
+            return new T();
+        }
+        T *p = spare.back();
+        spare.pop_back();
+        return p;
+    }
+    void Give(T *p)
+    {
+        if (kRecycle) {
+            spare.push_back(p);
+        } else {
+            delete p;
+        }
+    }
+};
+
+Recycler<DbObj> g_objects;
+Recycler<DbNode> g_nodes;
 
 DbObj *AsObj(void *p)
 {
@@ -351,7 +492,21 @@ uint32_t CreateObj(TableId table, uint32_t mode, void **obj)
     if (obj == nullptr || (mode != DB_MODE_KEYED && mode != DB_MODE_ITERATE && mode != DB_MODE_COUNT)) {
         return kFail;
     }
-    *obj = new DbObj{kObjMagic, table, mode, false, 0, 0, false, {}, nullptr, {}};
+    DbObj *o = g_objects.Take();
+    o->magic = kObjMagic;
+    o->table = table;
+    o->mode = mode;
+    o->loaded = false;
+    ++g_epoch;
+    o->slot = 0;
+    o->serial = 0;
+    o->row = nullptr;
+    o->epoch = 0;
+    o->stmt = false;
+    o->statTypes.clear(); // recycled objects keep the capacity of their lists
+    o->iter = nullptr;
+    o->nodes.clear();
+    *obj = o;
     ++g_liveObjects;
     return 0;
 }
@@ -368,10 +523,11 @@ uint32_t ReleaseObj(TableId table, void *p)
     }
     for (DbNode *n : o->nodes) {
         n->magic = 0;
-        delete n;
+        g_nodes.Give(n);
     }
+    o->nodes.clear();
     o->magic = 0;
-    delete o;
+    g_objects.Give(o);
     --g_liveObjects;
     return 0;
 }
@@ -384,8 +540,20 @@ const typename Traits<T>::Row *LoadedRow(void *p)
     if (o == nullptr || o->table != T || !o->loaded) {
         return nullptr;
     }
-    const auto *s = Traits<T>::Get().At(o->slot, o->serial);
-    return s != nullptr ? &s->row : nullptr;
+    if (o->epoch == g_epoch) {
+        return static_cast<const typename Traits<T>::Row *>(o->row);
+    }
+    return Traits<T>::Get().At(o->slot, o->serial);
+}
+
+template <class Row>
+void LoadRow(DbObj *o, Table<Row> &t, uint32_t slot)
+{
+    o->loaded = true;
+    o->slot = slot;
+    o->serial = t.serials[slot];
+    o->row = &t.RowAt(slot);
+    o->epoch = ++g_epoch;
 }
 
 uint32_t ChildCount(const DbNode *n)
@@ -412,6 +580,9 @@ DbNode *AsNode(void *p, ChildKind kind)
 const IfStatStep *IfStep(void *p)
 {
     const DbNode *n = AsNode(p, CHILD_IF_STEPS);
+    if (n != nullptr && n->epoch == g_epoch) {
+        return static_cast<const IfStatStep *>(n->step);
+    }
     const IfStatRow *row = n != nullptr ? LoadedRow<TB_if_statistics>(n->owner) : nullptr;
     return (row != nullptr && n->index < DB_IF_STATISTICS_STEP_COUNT) ? &row->steps[n->index] : nullptr;
 }
@@ -419,8 +590,23 @@ const IfStatStep *IfStep(void *p)
 const PortStatStep *PortStep(void *p)
 {
     const DbNode *n = AsNode(p, CHILD_PORT_STEPS);
+    if (n != nullptr && n->epoch == g_epoch) {
+        return static_cast<const PortStatStep *>(n->step);
+    }
     const PortStatRow *row = n != nullptr ? LoadedRow<TB_ifm_port_statistics>(n->owner) : nullptr;
     return (row != nullptr && n->index < DB_PORT_STATISTICS_STEP_COUNT) ? &row->steps[n->index] : nullptr;
+}
+
+void PrefetchLines(const void *p, size_t size)
+{
+    if (p == nullptr) {
+        return;
+    }
+    const auto *c = static_cast<const char *>(p);
+    for (size_t off = 0; off < size; off += 64) {
+        __builtin_prefetch(c + off);
+    }
+    __builtin_prefetch(c + size - 1);
 }
 
 bool RowMatches(const DbObj *o, const IfStatRow &row)
@@ -595,6 +781,7 @@ uint32_t db_create_root_iter(void *obj, void *reserved1, void *reserved2, void *
     }
     o->iter->next = 0;
     o->loaded = false;
+    ++g_epoch;
     *iter = o->iter;
     return 0;
 }
@@ -608,17 +795,15 @@ uint32_t db_root_iterator_next(void *iter)
     }
     DbObj *o = it->owner;
     return WithTable(o->table, [o, it](auto &t) -> uint32_t {
-        while (it->next < t.slots.size()) {
-            const size_t slot = it->next++;
-            const auto &s = t.slots[slot];
-            if (s.alive && RowMatches(o, s.row)) {
-                o->loaded = true;
-                o->slot = static_cast<uint32_t>(slot);
-                o->serial = s.serial;
+        while (it->next < t.Slots()) {
+            const auto slot = static_cast<uint32_t>(it->next++);
+            if (t.Alive(slot) && RowMatches(o, t.RowAt(slot))) {
+                LoadRow(o, t, slot);
                 return 0;
             }
         }
         o->loaded = false;
+        ++g_epoch;
         return DB_END_OF_ROWS;
     });
 }
@@ -654,6 +839,7 @@ uint32_t db_read_obj(void *obj, const DB_READ_OPTS *opts, const void *key)
         std::memcpy(pair, key, sizeof(pair));
         if (pair[0] != 0) {
             o->loaded = false;
+            ++g_epoch;
             return DB_NO_RECORD;
         }
         k = pair[1];
@@ -663,15 +849,13 @@ uint32_t db_read_obj(void *obj, const DB_READ_OPTS *opts, const void *key)
         return kFail; // tables without a key are iterated or counted, never read by key
     }
     return WithTable(o->table, [o, k](auto &t) -> uint32_t {
-        uint32_t slot = 0;
-        const auto *s = t.FindSlot(k, &slot);
-        if (s == nullptr) {
+        const uint32_t slot = t.index.Find(k);
+        if (slot == KeyIndex::kNone) {
             o->loaded = false;
+            ++g_epoch;
             return DB_NO_RECORD;
         }
-        o->loaded = true;
-        o->slot = slot;
-        o->serial = s->serial;
+        LoadRow(o, t, slot);
         return 0;
     });
 }
@@ -697,7 +881,8 @@ uint32_t db_create_child_node(void *obj, uint32_t reserved1, const char *name, u
     } else {
         return kFail;
     }
-    auto *n = new DbNode{kNodeMagic, o, kind, false, 0};
+    DbNode *n = g_nodes.Take();
+    *n = DbNode{kNodeMagic, o, kind, false, 0, nullptr, 0};
     o->nodes.push_back(n);
     *node = n;
     return 0;
@@ -727,6 +912,17 @@ uint32_t db_child_get(void *node, uint32_t index)
     }
     n->positioned = true;
     n->index = index;
+    n->epoch = 0;
+    // A positioned step is read field by field next: remember it, and ask for all of its cache
+    // lines at once, so that their misses overlap instead of coming one getter after another.
+    if (n->kind == CHILD_PORT_STEPS) {
+        n->step = PortStep(n);
+        PrefetchLines(n->step, sizeof(PortStatStep));
+    } else if (n->kind == CHILD_IF_STEPS) {
+        n->step = IfStep(n);
+        PrefetchLines(n->step, sizeof(IfStatStep));
+    }
+    n->epoch = g_epoch;
     return 0;
 }
 

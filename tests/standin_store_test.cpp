@@ -1,5 +1,7 @@
 // The stand-in statistics store: option checks, child lists, filtered iteration in insertion
 // order, counts, fault injection and object accounting.
+#include <algorithm>
+#include <random>
 #include <stdexcept>
 
 #include "support/fixture.h"
@@ -191,6 +193,51 @@ TEST_F(StandinStore, InjectedFaultsHitTheNthCallAndLeaveTheDestination)
     EXPECT_EQ(st::CallCount("db_read_obj"), 0u);
 }
 
+// Keyed reads stay right through growth of the key index and removals in random order (which
+// move later entries of a probe run back into the hole).
+TEST_F(StandinStore, KeyedReadsFollowInsertsAndRemovals)
+{
+    std::vector<uint32_t> keys;
+    for (uint32_t i = 0; i < 3000; ++i) {
+        keys.push_back(i % 3 == 0 ? i : 0x1000000u + i * 256u);
+    }
+    for (uint32_t k : keys) {
+        st::PortStatRow row{};
+        row.ifindex = k;
+        row.vrid = k ^ 0x5A5Au;
+        st::PutPortStat(row);
+    }
+    std::mt19937 rng(7);
+    std::vector<uint32_t> order = keys;
+    std::shuffle(order.begin(), order.end(), rng);
+    const std::vector<uint32_t> removed(order.begin(), order.begin() + 1700);
+    for (uint32_t k : removed) {
+        ASSERT_TRUE(st::RemovePortStat(k));
+    }
+    for (size_t i = 0; i < 200; ++i) { // put back, at the end of the iteration order
+        st::PortStatRow row{};
+        row.ifindex = removed[i];
+        row.vrid = removed[i] ^ 0x5A5Au;
+        st::PutPortStat(row);
+    }
+    const std::vector<uint32_t> gone(removed.begin() + 200, removed.end());
+
+    void *obj = nullptr;
+    ASSERT_EQ(db_create_ifm_port_statistics_obj(DB_MODE_KEYED, 0, &obj), 0u);
+    for (uint32_t k : keys) {
+        const bool absent = std::find(gone.begin(), gone.end(), k) != gone.end();
+        uint32_t vrid = 0;
+        ASSERT_EQ(db_read_obj(obj, &kKey4, &k), absent ? DB_NO_RECORD : 0u) << k;
+        if (!absent) {
+            ASSERT_EQ(db_get_ifm_port_statistics_vrid(obj, &vrid), 0u);
+            EXPECT_EQ(vrid, k ^ 0x5A5Au);
+        }
+    }
+    EXPECT_EQ(db_release_ifm_port_statistics_object(obj), 0u);
+    EXPECT_EQ(Count(db_create_ifm_port_statistics_obj, db_release_ifm_port_statistics_object),
+              keys.size() - gone.size());
+}
+
 TEST_F(StandinStore, ObjectsAreCountedAndSurviveRowRemoval)
 {
     st::PutIfStat(IfStat(5, 0x10));
@@ -212,8 +259,19 @@ TEST_F(StandinStore, ObjectsAreCountedAndSurviveRowRemoval)
     EXPECT_EQ(db_get_if_statistics_vlanid(a, &vlan), 0u);
     EXPECT_EQ(vlan, 55);
 
-    ASSERT_TRUE(st::RemoveIfStat(5));
+    // A positioned step follows its object to the row read next.
+    st::IfStatRow other = IfStat(8, 0x10);
+    other.steps[0].in_bytes = 800;
+    st::PutIfStat(other);
     uint64_t v = 0;
+    key = 8;
+    ASSERT_EQ(db_read_obj(a, &kKey4, &key), 0u);
+    EXPECT_EQ(db_get_if_statistics_steps_in_bytes(node, &v), 0u);
+    EXPECT_EQ(v, 800u);
+    key = 5;
+    ASSERT_EQ(db_read_obj(a, &kKey4, &key), 0u);
+
+    ASSERT_TRUE(st::RemoveIfStat(5));
     EXPECT_NE(db_get_if_statistics_vlanid(a, &vlan), 0u);
     EXPECT_NE(db_get_if_statistics_steps_in_bytes(node, &v), 0u);
     st::PutIfStat(IfStat(5, 0x10));
