@@ -127,6 +127,23 @@ inline uint32_t IFM_GPB_PutStringType(uint8_t *dest, uint32_t remain, uint32_t f
     return header + length;
 }
 
+/* Moves the cursor over the `written` bytes of a write step; false when the step wrote nothing. */
+inline bool IFM_GPB_Advance(uint32_t written, uint8_t **cursor, uint32_t *remain)
+{
+    if (written == 0) {
+        return false;
+    }
+    *cursor += written;
+    *remain -= written;
+    return true;
+}
+
+/* Writes a node header at the cursor and moves past it; false when it does not fit. */
+inline bool IFM_GPB_PutNode(uint8_t **cursor, uint32_t *remain, uint32_t fieldNo, uint32_t contentLen)
+{
+    return IFM_GPB_Advance(IFM_GPB_PutNodeType(*cursor, *remain, fieldNo, contentLen), cursor, remain);
+}
+
 /* Percent text of a use rate: "%.2f" then "%", in a zeroed 32-byte buffer. Returns its length. */
 #define IFM_PERCENT_TEXT_LEN 32u
 uint32_t IFM_FormatPercent(double value, char (&text)[IFM_PERCENT_TEXT_LEN]);

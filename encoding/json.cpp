@@ -103,6 +103,18 @@ char *IFM_JSON_EncodeUnformatted(const cJSON *root)
     return copy;
 }
 
+uint32_t IFM_JSON_HandOut(cJSON *root, uint8_t **out, uint32_t *outLen)
+{
+    char *text = IFM_JSON_EncodeUnformatted(root);
+    IFM_JSON_NodeFree(root);
+    if (text == nullptr) {
+        return 1;
+    }
+    *out = reinterpret_cast<uint8_t *>(text);
+    *outLen = static_cast<uint32_t>(strlen(text));
+    return 0;
+}
+
 namespace {
 
 /* Adds a string member whose name is a table's member name: a string constant that outlives every

@@ -23,6 +23,9 @@ cJSON *IFM_JSON_ObjectAddUINT64(cJSON *object, const char *name, uint64_t value)
 cJSON *IFM_JSON_ObjectAddDOUBLPercent(cJSON *object, const char *name, double value);
 char *IFM_StrDup(const char *text, uint64_t *length);
 char *IFM_JSON_EncodeUnformatted(const cJSON *root);
+/* Prints `root` unformatted into framework memory and deletes the tree: 0 with the text in *out
+ * and its length in *outLen, or 1 when printing failed (the outs are then left as they were). */
+uint32_t IFM_JSON_HandOut(cJSON *root, uint8_t **out, uint32_t *outLen);
 
 /* Adds the members of a field table to `object` in table order (counters as decimal strings,
  * percentages as percent text, texts as strings). Non-zero on success, 0 at the first member that

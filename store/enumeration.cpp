@@ -61,8 +61,26 @@ uint32_t OpenIfStatByType(IfStatisticsObj &obj, uint32_t storeType, void **iter,
     return 0;
 }
 
-/* Advances until the iterator stops; returns the last code and the number of rows passed. */
-uint32_t CountRows(void *iter, uint32_t *rows)
+/* Creates an iterating ifm_port_statistics object and its root iterator. Returns 0 or the failing
+ * step's code (logged with its label). */
+uint32_t OpenPortStat(PortStatisticsObj &obj, void **iter, const char *createLabel, const char *iterLabel)
+{
+    uint32_t rc = db_create_ifm_port_statistics_obj(DB_MODE_ITERATE, 0, obj.out());
+    if (!IFM_DbOk(rc)) {
+        IFM_LogDbError(createLabel, rc);
+        return rc;
+    }
+    rc = db_create_root_iter(obj.get(), nullptr, nullptr, iter);
+    if (!IFM_DbOk(rc)) {
+        IFM_LogDbError(iterLabel, rc);
+        return rc;
+    }
+    return 0;
+}
+
+/* Advances until the iterator stops and stores the number of rows passed; true when it stopped at
+ * the end of the rows rather than on a failure. */
+bool CountToEnd(void *iter, uint32_t *count)
 {
     uint32_t n = 0;
     uint32_t rc = db_root_iterator_next(iter);
@@ -70,8 +88,34 @@ uint32_t CountRows(void *iter, uint32_t *rows)
         ++n;
         rc = db_root_iterator_next(iter);
     }
-    *rows = n;
-    return rc;
+    *count = n;
+    return rc == DB_END_OF_ROWS;
+}
+
+/* Reads up to `count` rows of the open iterator into `records` with `read`. Fewer rows than
+ * records is no failure; another iterator failure returns 1, logged with `nextFailed` (one %u) if
+ * given. A failed read is logged with `readLabel` and its code returned. */
+template <typename Record>
+uint32_t ListRows(void *obj, void *iter, Record *records, uint32_t count, uint32_t (*read)(void *, Record *),
+                  const char *readLabel, const char *nextFailed)
+{
+    uint32_t rc = db_root_iterator_next(iter);
+    for (uint32_t i = 0; i < count; ++i) {
+        if (!IFM_DbOk(rc)) {
+            if (rc != DB_END_OF_ROWS && nextFailed != nullptr) {
+                MDTLM_WriteLog(IFM_LOG_ERROR, nextFailed, 1u);
+            }
+            return rc == DB_END_OF_ROWS ? 0 : 1;
+        }
+        const uint32_t readRc = read(obj, &records[i]);
+        if (!IFM_DbOk(readRc)) {
+            IFM_LogDbError(readLabel, readRc);
+            return readRc;
+        }
+        rc = db_root_iterator_next(iter);
+    }
+    /* Nothing to fill, or all filled with more rows left: no failure either. */
+    return (count == 0 || IFM_DbOk(rc) || rc == DB_END_OF_ROWS) ? 0 : rc;
 }
 
 /* Reads one field; a failure other than 13044 is logged with its label. */
@@ -101,10 +145,7 @@ uint32_t IFMPlugin_MDTLM_GetIfStatCountByType(uint32_t *count, uint32_t storeTyp
         *count = 0;
         return EndCode(rc);
     }
-    uint32_t rows = 0;
-    rc = CountRows(iter, &rows);
-    *count = rows;
-    if (rc != DB_END_OF_ROWS) {
+    if (!CountToEnd(iter, count)) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "[IFMPlugin_MDTLM_GetIfStatCountByType]Get next iterator failed, ret = %u ", 1u);
         return 1;
     }
@@ -171,28 +212,9 @@ uint32_t IFMPlugin_MDTLM_GetIfStatBaseInfoByType(IfStatBaseInfo *records, uint32
     if (rc != 0) {
         return EndCode(rc);
     }
-    rc = db_root_iterator_next(iter);
-    if (count == 0) {
-        return 0;
-    }
-    for (uint32_t i = 0; i < count; ++i) {
-        if (!IFM_DbOk(rc)) {
-            if (rc == DB_END_OF_ROWS) {
-                return 0; /* fewer rows than counted: the rest stays zero */
-            }
-            MDTLM_WriteLog(IFM_LOG_ERROR, "[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]Get next iterator failed, ret = %u",
-                           1u);
-            return 1;
-        }
-        uint32_t readRc = IFMPlugin_MDTLM_GetIfStatisFormObj(obj.get(), &records[i]);
-        if (!IFM_DbOk(readRc)) {
-            IFM_LogDbError("[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]IFM_read_if_from_obj", readRc);
-            return readRc;
-        }
-        rc = db_root_iterator_next(iter);
-    }
-    /* All records filled: more rows may remain, which is no failure. */
-    return (IFM_DbOk(rc) || rc == DB_END_OF_ROWS) ? 0 : rc;
+    return ListRows(obj.get(), iter, records, count, IFMPlugin_MDTLM_GetIfStatisFormObj,
+                    "[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]IFM_read_if_from_obj",
+                    "[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]Get next iterator failed, ret = %u");
 }
 
 uint32_t IFMPlugin_MDTLM_GetIfmPortStatCount(uint32_t *count, uint32_t type)
@@ -217,23 +239,15 @@ uint32_t IFMPlugin_MDTLM_GetPhyPortStatCount(uint32_t *count)
         return 1;
     }
     PortStatisticsObj obj;
-    uint32_t rc = db_create_ifm_port_statistics_obj(DB_MODE_ITERATE, 0, obj.out());
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFMPlugin_MDTLM_GetPhyPortStatCount]db_create_ifm_port_statistics_obj", rc);
-        *count = 0;
-        return EndCode(rc);
-    }
     void *iter = nullptr;
-    rc = db_create_root_iter(obj.get(), nullptr, nullptr, &iter);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFMPlugin_MDTLM_GetPhyPortStatCount]Create root iterator by filter failed.", rc);
+    const uint32_t rc =
+        OpenPortStat(obj, &iter, "[IFMPlugin_MDTLM_GetPhyPortStatCount]db_create_ifm_port_statistics_obj",
+                     "[IFMPlugin_MDTLM_GetPhyPortStatCount]Create root iterator by filter failed.");
+    if (rc != 0) {
         *count = 0;
         return EndCode(rc);
     }
-    uint32_t rows = 0;
-    rc = CountRows(iter, &rows);
-    *count = rows;
-    return rc == DB_END_OF_ROWS ? 0 : 1;
+    return CountToEnd(iter, count) ? 0 : 1;
 }
 
 uint32_t IFMPlugin_MDTLM_GetTrunkStatCount(uint32_t *count)
@@ -280,33 +294,14 @@ uint32_t IFMPlugin_MDTLM_GetPhyPortStatBaseInfo(IfmPortStatBaseInfo *records, ui
         return 1;
     }
     PortStatisticsObj obj;
-    uint32_t rc = db_create_ifm_port_statistics_obj(DB_MODE_ITERATE, 0, obj.out());
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("db_create_if_statistics_obj", rc);
-        return EndCode(rc);
-    }
     void *iter = nullptr;
-    rc = db_create_root_iter(obj.get(), nullptr, nullptr, &iter);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("Create root iterator by filter failed.", rc);
+    const uint32_t rc =
+        OpenPortStat(obj, &iter, "db_create_if_statistics_obj", "Create root iterator by filter failed.");
+    if (rc != 0) {
         return EndCode(rc);
     }
-    rc = db_root_iterator_next(iter);
-    if (count == 0) {
-        return 0;
-    }
-    for (uint32_t i = 0; i < count; ++i) {
-        if (!IFM_DbOk(rc)) {
-            return rc == DB_END_OF_ROWS ? 0 : 1;
-        }
-        uint32_t readRc = IFMPlugin_MDTLM_GetIfmPortStatisFormObj(obj.get(), &records[i]);
-        if (!IFM_DbOk(readRc)) {
-            IFM_LogDbError("IFM_read_ifm_port_statistics_from_obj", readRc);
-            return readRc;
-        }
-        rc = db_root_iterator_next(iter);
-    }
-    return (IFM_DbOk(rc) || rc == DB_END_OF_ROWS) ? 0 : rc;
+    return ListRows(obj.get(), iter, records, count, IFMPlugin_MDTLM_GetIfmPortStatisFormObj,
+                    "IFM_read_ifm_port_statistics_from_obj", nullptr);
 }
 
 uint32_t IFMPlugin_MDTLM_GetTrunkBaseInfo(IfmPortStatBaseInfo *records, uint32_t count)

@@ -3,11 +3,8 @@
  *
  * The 24 figures are described once, by kIpStatFields: the GPB sizing pass, the GPB writing pass
  * and the JSON members all walk those rows, so the three cannot drift apart. */
-#include <cstring>
-
+#include "encoding/batch.h"
 #include "encoding/gpb.h"
-#include "encoding/json.h"
-#include "runtime/frm_buffer.h"
 #include "sensors/ipstat/ipstat.h"
 
 namespace {
@@ -19,23 +16,18 @@ const uint32_t kFieldsPerPart = 8;
 
 constexpr uint16_t FigureAt(size_t part, size_t field) { return static_cast<uint16_t>(part + field); }
 
+/* One figure of a part: field `no`, member `field` of the part `part`. */
+#define IPSTAT_ROW(no, part, field, name)                                                                          \
+    {no, GpbValue::U64, FigureAt(offsetof(TlmIfStatData, part), offsetof(TlmIpStatPart, field)), 0, name}
 #define IPSTAT_PART_ROWS(first, part, v)                                                                           \
-    {first + 0, GpbValue::U64, FigureAt(offsetof(TlmIfStatData, part), offsetof(TlmIpStatPart, inBytes)), 0,       \
-     "receive-" v "-byte"},                                                                                        \
-    {first + 1, GpbValue::U64, FigureAt(offsetof(TlmIfStatData, part), offsetof(TlmIpStatPart, outBytes)), 0,      \
-     "send-" v "-byte"},                                                                                           \
-    {first + 2, GpbValue::U64, FigureAt(offsetof(TlmIfStatData, part), offsetof(TlmIpStatPart, inPackets)), 0,     \
-     "receive-" v "-packet"},                                                                                      \
-    {first + 3, GpbValue::U64, FigureAt(offsetof(TlmIfStatData, part), offsetof(TlmIpStatPart, outPackets)), 0,    \
-     "send-" v "-packet"},                                                                                         \
-    {first + 4, GpbValue::U64, FigureAt(offsetof(TlmIfStatData, part), offsetof(TlmIpStatPart, inBitRate)), 0,     \
-     "receive-" v "-bit-rate"},                                                                                    \
-    {first + 5, GpbValue::U64, FigureAt(offsetof(TlmIfStatData, part), offsetof(TlmIpStatPart, outBitRate)), 0,    \
-     "send-" v "-bit-rate"},                                                                                       \
-    {first + 6, GpbValue::U64, FigureAt(offsetof(TlmIfStatData, part), offsetof(TlmIpStatPart, inPacketRate)), 0,  \
-     "receive-" v "-packet-rate"},                                                                                 \
-    {first + 7, GpbValue::U64, FigureAt(offsetof(TlmIfStatData, part), offsetof(TlmIpStatPart, outPacketRate)), 0, \
-     "send-" v "-packet-rate"}
+    IPSTAT_ROW(first + 0, part, inBytes, "receive-" v "-byte"),                                                    \
+    IPSTAT_ROW(first + 1, part, outBytes, "send-" v "-byte"),                                                      \
+    IPSTAT_ROW(first + 2, part, inPackets, "receive-" v "-packet"),                                                \
+    IPSTAT_ROW(first + 3, part, outPackets, "send-" v "-packet"),                                                  \
+    IPSTAT_ROW(first + 4, part, inBitRate, "receive-" v "-bit-rate"),                                              \
+    IPSTAT_ROW(first + 5, part, outBitRate, "send-" v "-bit-rate"),                                                \
+    IPSTAT_ROW(first + 6, part, inPacketRate, "receive-" v "-packet-rate"),                                        \
+    IPSTAT_ROW(first + 7, part, outPacketRate, "send-" v "-packet-rate")
 
 /* Fields 1 to 24 of the ip-statistics node, in wire order: total, IPv4, IPv6. */
 constexpr GpbField kIpStatFields[] = {
@@ -44,6 +36,7 @@ constexpr GpbField kIpStatFields[] = {
     IPSTAT_PART_ROWS(17, ipv6, "ipv6"),
 };
 #undef IPSTAT_PART_ROWS
+#undef IPSTAT_ROW
 
 static_assert(sizeof(kIpStatFields) / sizeof(kIpStatFields[0]) == 3 * kFieldsPerPart, "24 figures");
 
@@ -147,13 +140,10 @@ uint32_t IFM_IfStatEncapIpStatisticsNodeGpb(const TlmIfStatData *record, uint8_t
 {
     uint8_t *pos = *cursor;
     uint32_t left = *remain;
-    const uint32_t header = IFM_GPB_PutNodeType(pos, left, g_ifmpluginMdtlm_ipStatTag, len->ipStatContent);
-    if (header == 0) {
+    if (!IFM_GPB_PutNode(&pos, &left, g_ifmpluginMdtlm_ipStatTag, len->ipStatContent)) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat ip_statistics node error.ret=%u", 0u);
         return 1;
     }
-    pos += header;
-    left -= header;
     if (IFM_IfStatEncodingIpStatisticsTable(record, &pos, &left) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat ip_statistics node error.ret=%u", 1u);
         return 1;
@@ -161,17 +151,6 @@ uint32_t IFM_IfStatEncapIpStatisticsNodeGpb(const TlmIfStatData *record, uint8_t
     *cursor = pos;
     *remain = left;
     return 0;
-}
-
-/* Advances the cursor over a write step's output; false when the step wrote nothing. */
-inline bool Advance(uint32_t written, uint8_t *&pos, uint32_t &left)
-{
-    if (written == 0) {
-        return false;
-    }
-    pos += written;
-    left -= written;
-    return true;
 }
 
 uint32_t IFM_IfStatEncapInterfaceNodeGpb(const TlmIfStatData *records, uint32_t count, const IfStatEncodeLen *lens,
@@ -186,8 +165,8 @@ uint32_t IFM_IfStatEncapInterfaceNodeGpb(const TlmIfStatData *records, uint32_t 
     for (uint32_t i = 0; i < count; ++i) {
         const TlmIfStatData *record = &records[i];
         const bool headed =
-            Advance(IFM_GPB_PutNodeType(pos, left, kFieldInterfaces, lens[i].interfacesContent), pos, left) &&
-            Advance(IFM_GPB_PutNodeType(pos, left, kFieldInterface, lens[i].interfaceContent), pos, left) &&
+            IFM_GPB_PutNode(&pos, &left, kFieldInterfaces, lens[i].interfacesContent) &&
+            IFM_GPB_PutNode(&pos, &left, kFieldInterface, lens[i].interfaceContent) &&
             IFM_GPB_TableWriteOf<kNameTable>(record, &pos, &left) == 0;
         if (!headed) {
             MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat interface error");
@@ -217,127 +196,38 @@ uint32_t IFM_IfStatEncodeJsonIpv6(cJSON *ipStat, const TlmIfStatData *record)
     return IFM_JSON_TableAdd(ipStat, kIpv6Part, record);
 }
 
-/* One element of the "interface" array; null when a member could not be added. */
-cJSON *IfStatJsonInterface(const TlmIfStatData *record)
+/* Fills one element of the "interface" array: "name", then "ip-statistics" with its 24 members. */
+bool IfStatJsonInterface(cJSON *object, const TlmIfStatData &record)
 {
-    cJSON *object = IFM_JSON_AllocObject();
-    if (object == nullptr) {
-        return nullptr;
-    }
     cJSON *ipStat = nullptr;
-    const bool built = IFM_JSON_TableAdd(object, kNameTable, record) != 0 &&
-                       (ipStat = IFM_JSON_ObjectAddObject(object, "ip-statistics")) != nullptr &&
-                       IFM_IfStatEncodeJsonTotal(ipStat, record) != 0 &&
-                       IFM_IfStatEncodeJsonIpv4(ipStat, record) != 0 && IFM_IfStatEncodeJsonIpv6(ipStat, record) != 0;
-    if (!built) {
-        IFM_JSON_NodeFree(object);
-        return nullptr;
-    }
-    return object;
+    return IFM_JSON_TableAdd(object, kNameTable, &record) != 0 &&
+           (ipStat = IFM_JSON_ObjectAddObject(object, "ip-statistics")) != nullptr &&
+           IFM_IfStatEncodeJsonTotal(ipStat, &record) != 0 && IFM_IfStatEncodeJsonIpv4(ipStat, &record) != 0 &&
+           IFM_IfStatEncodeJsonIpv6(ipStat, &record) != 0;
 }
 
-/* The "interface" array of the whole batch; null on any failure (nothing is left allocated). */
-cJSON *IfStatJsonInterfaceArray(const TlmIfStatData *records, uint32_t count)
-{
-    cJSON *array = IFM_JSON_AllocArray();
-    if (array == nullptr) {
-        return nullptr;
-    }
-    for (uint32_t i = 0; i < count; ++i) {
-        cJSON *object = IfStatJsonInterface(&records[i]);
-        if (object == nullptr || !IFM_JSON_AddItemToArray(array, object)) {
-            IFM_JSON_NodeFree(object);
-            IFM_JSON_NodeFree(array);
-            return nullptr;
-        }
-    }
-    return array;
-}
+/* A total over 32 bits is logged like a total of 0. */
+constexpr GpbBatchLogs kGpbLogs = {
+    "ifstat encode gpb enter.",
+    "ifstat encode gpb, get len failed, bufferlen is 0.",
+    "ifstat fieldLen MemAlloc failed.",
+    "ifstat encode gpb, get len failed, bufferlen is 0.",
+    "encode gpb, malloc failed.",
+    "encode gpb, encode failed, ret:%u.",
+};
 
 } // namespace
 
 uint32_t IFMPlugin_MDTLM_IfStatEncodeGpb(const TlmIfStatData *records, uint32_t count, uint8_t **data,
                                          uint32_t *length)
 {
-    if (records == nullptr || data == nullptr || length == nullptr) {
-        return 1;
-    }
-    MDTLM_WriteLog(IFM_LOG_INFO, "ifstat encode gpb enter.");
-    if (count == 0) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "ifstat encode gpb, get len failed, bufferlen is 0.");
-        return 1;
-    }
-    const uint64_t tableBytes = static_cast<uint64_t>(count) * sizeof(IfStatEncodeLen);
-    FrmBuffer lens(tableBytes > UINT32_MAX ? 0u : static_cast<uint32_t>(tableBytes));
-    if (tableBytes > UINT32_MAX || !lens) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "ifstat fieldLen MemAlloc failed.");
-        return 1;
-    }
-    IfStatEncodeLen *lenTable = lens.as<IfStatEncodeLen>();
-    (void)IFMPlugin_MDTLM_GetIfStaEncodeLen(records, count, lenTable);
-
-    uint64_t total = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        total += lenTable[i].interfacesElement;
-    }
-    if (total == 0 || total > UINT32_MAX) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "ifstat encode gpb, get len failed, bufferlen is 0.");
-        return 1;
-    }
-    const uint32_t bufferLen = static_cast<uint32_t>(total);
-    FrmBuffer message(bufferLen);
-    if (!message) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "encode gpb, malloc failed.");
-        return 1;
-    }
-
-    uint8_t *cursor = message.as<uint8_t>();
-    uint32_t remain = bufferLen;
-    const uint32_t rc = IFM_IfStatEncapInterfaceNodeGpb(records, count, lenTable, &cursor, &remain);
-    lens.reset();
-    if (rc != 0) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "encode gpb, encode failed, ret:%u.", rc);
-        return 1;
-    }
-    *length = bufferLen - remain;
-    *data = static_cast<uint8_t *>(message.release());
-    MDTLM_WriteLog(IFM_LOG_INFO, "after encode gpb, datalen:%u, filedlen:%u, leftlen:%u.", *length, bufferLen,
-                   remain);
-    return 0;
+    return IFM_GPB_EncodeBatch<IfStatEncodeLen, &IfStatEncodeLen::interfacesElement>(
+        kGpbLogs, records, count, data, length, IFMPlugin_MDTLM_GetIfStaEncodeLen, IFM_IfStatEncapInterfaceNodeGpb);
 }
 
 uint32_t IFM_IfStatEncodeJson(const TlmIfStatData *records, uint32_t count, uint8_t **data, uint32_t *length)
 {
-    if ((records == nullptr && count != 0) || data == nullptr || length == nullptr) {
-        return 1;
-    }
-    cJSON *root = IFM_JSON_AllocObject();
-    if (root == nullptr) {
-        return 1;
-    }
-    cJSON *ifm = IFM_JSON_ObjectAddObject(root, "ifm");
-    cJSON *interfaces = ifm != nullptr ? IFM_JSON_ObjectAddObject(ifm, "interfaces") : nullptr;
-    cJSON *array = interfaces != nullptr ? IfStatJsonInterfaceArray(records, count) : nullptr;
-    if (array == nullptr) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "encode ifstat json, encode failed");
-        IFM_JSON_NodeFree(root);
-        return 1;
-    }
-    if (!IFM_JSON_AddItemToObject(interfaces, "interface", array)) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "encode ifstat json, encode failed");
-        IFM_JSON_NodeFree(array);
-        IFM_JSON_NodeFree(root);
-        return 1;
-    }
-
-    char *text = IFM_JSON_EncodeUnformatted(root);
-    IFM_JSON_NodeFree(root);
-    if (text == nullptr) {
-        return 1;
-    }
-    *data = reinterpret_cast<uint8_t *>(text);
-    *length = static_cast<uint32_t>(strlen(text));
-    return 0;
+    return IFM_JSON_EncodeIfmInterfaces(records, count, data, length, IfStatJsonInterface);
 }
 
 uint32_t IFMPlugin_MDTLM_IfStatEncodeProc(const TlmIfStatData *records, uint32_t count, uint32_t encodeType,

@@ -4,9 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "encoding/batch.h"
 #include "encoding/gpb.h"
-#include "encoding/json.h"
-#include "runtime/frm_buffer.h"
 #include "sensors/mibstat/mibstat.h"
 
 namespace {
@@ -106,24 +105,13 @@ void IFMPlugin_MDTLM_GetMibIfStaEncodeLen(const IfmTlmMibIfStatData *records, ui
     }
 }
 
-/* Writes a header or the name at *cursor; false when it does not fit. */
-inline bool IFM_Advance(uint32_t written, uint8_t **cursor, uint32_t *remain)
-{
-    if (written == 0 || written > *remain) {
-        return false;
-    }
-    *cursor += written;
-    *remain -= written;
-    return true;
-}
-
 /* Statistics node of one record: header, then the model's table. */
 uint32_t IFM_IfStatEncapMibIpStatisticsNodeGpb(const IfmTlmMibIfStatData &record, uint8_t **cursor,
                                                uint32_t *remain, const IfmMibEncodeLen &len, uint32_t type)
 {
     uint8_t *local = *cursor;
     uint32_t left = *remain;
-    if (!IFM_Advance(IFM_GPB_PutNodeType(local, left, IFM_MibStatTag(type), len.stats), &local, &left)) {
+    if (!IFM_GPB_PutNode(&local, &left, IFM_MibStatTag(type), len.stats)) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat interface error");
         return 1;
     }
@@ -150,13 +138,11 @@ uint32_t IFM_MibIfStatEncapInterfaceNodeGpb(const IfmTlmMibIfStatData *records, 
         const IfmTlmMibIfStatData &record = records[i];
         const IfmMibEncodeLen &len = lens[i];
         const bool ok =
-            IFM_Advance(IFM_GPB_PutNodeType(cursor, *remain, IFM_GPB_FIELD_INTERFACES, len.interfaces), &cursor,
-                        remain) &&
-            IFM_Advance(IFM_GPB_PutNodeType(cursor, *remain, IFM_GPB_FIELD_INTERFACE, len.interface), &cursor,
-                        remain) &&
-            IFM_Advance(IFM_GPB_PutStringType(cursor, *remain, IFM_GPB_FIELD_NAME, IFM_MibNameLen(record),
-                                                 record.ifName),
-                        &cursor, remain);
+            IFM_GPB_PutNode(&cursor, remain, IFM_GPB_FIELD_INTERFACES, len.interfaces) &&
+            IFM_GPB_PutNode(&cursor, remain, IFM_GPB_FIELD_INTERFACE, len.interface) &&
+            IFM_GPB_Advance(IFM_GPB_PutStringType(cursor, *remain, IFM_GPB_FIELD_NAME, IFM_MibNameLen(record),
+                                                  record.ifName),
+                            &cursor, remain);
         if (!ok) {
             MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding ifstat interface error");
             return 1;
@@ -168,114 +154,45 @@ uint32_t IFM_MibIfStatEncapInterfaceNodeGpb(const IfmTlmMibIfStatData *records, 
     return 0;
 }
 
+/* Fills one element of the "interface" array: "name", then the statistics node of the type. */
+bool IFM_MibJsonInterface(cJSON *item, const IfmTlmMibIfStatData &record, uint32_t type)
+{
+    if (IFM_JSON_ObjectAddString(item, "name", record.ifName, IFM_IF_NAME_LEN) == nullptr) {
+        return false;
+    }
+    cJSON *stats = IFM_JSON_ObjectAddObject(item, IFM_IsMibType(type) ? "mib-statistics" : "common-statistics");
+    return stats != nullptr && IFM_JSON_TableAdd(stats, IFM_MibStatTable(type), &record) != 0;
+}
+
+/* A total over 32 bits is logged like a total of 0. */
+constexpr GpbBatchLogs kGpbLogs = {
+    "ifstat gpb encoding enter.",
+    "ifstat gpb encoding, get len failed, bufferlen is 0.",
+    "ifstat fieldLen MemAlloc failed.",
+    "ifstat gpb encoding, get len failed, bufferlen is 0.",
+    "gpb encoding, malloc failed.",
+    "gpb encoding, encode failed, ret:%u.",
+};
+
 } // namespace
 
 uint32_t IFMPlugin_MDTLM_MibIfStatEncodeGpb(const IfmTlmMibIfStatData *records, uint32_t count, uint8_t **out,
                                             uint32_t *outLen, uint32_t type)
 {
-    if (records == nullptr || out == nullptr || outLen == nullptr) {
-        return 1;
-    }
-    MDTLM_WriteLog(IFM_LOG_INFO, "ifstat gpb encoding enter.");
-    if (count == 0) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "ifstat gpb encoding, get len failed, bufferlen is 0.");
-        return 1;
-    }
-    const uint64_t lensBytes = static_cast<uint64_t>(count) * sizeof(IfmMibEncodeLen);
-    FrmBuffer lensBuf(lensBytes > UINT32_MAX ? 0u : static_cast<uint32_t>(lensBytes));
-    if (lensBytes > UINT32_MAX || !lensBuf) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "ifstat fieldLen MemAlloc failed.");
-        return 1;
-    }
-    IfmMibEncodeLen *lens = lensBuf.as<IfmMibEncodeLen>();
-    IFMPlugin_MDTLM_GetMibIfStaEncodeLen(records, count, lens, type);
-
-    uint64_t total = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        total += lens[i].total;
-    }
-    if (total == 0 || total > UINT32_MAX) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "ifstat gpb encoding, get len failed, bufferlen is 0.");
-        return 1;
-    }
-    FrmBuffer message(static_cast<uint32_t>(total));
-    if (!message) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "gpb encoding, malloc failed.");
-        return 1;
-    }
-    uint32_t remain = static_cast<uint32_t>(total);
-    const uint32_t ret =
-        IFM_MibIfStatEncapInterfaceNodeGpb(records, count, lens, message.as<uint8_t>(), &remain, type);
-    lensBuf.reset();
-    if (ret != 0) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "gpb encoding, encode failed, ret:%u.", ret);
-        return 1;
-    }
-    *outLen = static_cast<uint32_t>(total) - remain;
-    *out = static_cast<uint8_t *>(message.release());
-    MDTLM_WriteLog(IFM_LOG_INFO, "after encode gpb, datalen:%u, filedlen:%u, leftlen:%u.", *outLen,
-                   static_cast<uint32_t>(total), remain);
-    return 0;
+    return IFM_GPB_EncodeBatch<IfmMibEncodeLen, &IfmMibEncodeLen::total>(
+        kGpbLogs, records, count, out, outLen,
+        [type](const IfmTlmMibIfStatData *r, uint32_t n, IfmMibEncodeLen *lens) {
+            IFMPlugin_MDTLM_GetMibIfStaEncodeLen(r, n, lens, type);
+        },
+        [type](const IfmTlmMibIfStatData *r, uint32_t n, const IfmMibEncodeLen *lens, uint8_t **cursor,
+               uint32_t *remain) { return IFM_MibIfStatEncapInterfaceNodeGpb(r, n, lens, *cursor, remain, type); });
 }
 
 uint32_t IFM_MibIfStatEncodeJson(const IfmTlmMibIfStatData *records, uint32_t count, uint8_t **out,
                                  uint32_t *outLen, uint32_t type)
 {
-    if ((records == nullptr && count != 0) || out == nullptr || outLen == nullptr) {
-        return 1;
-    }
-    cJSON *root = IFM_JSON_AllocObject();
-    if (root == nullptr) {
-        return 1;
-    }
-    const GpbTable &table = IFM_MibStatTable(type);
-    const char *nodeName = IFM_IsMibType(type) ? "mib-statistics" : "common-statistics";
-
-    cJSON *array = nullptr;
-    cJSON *item = nullptr;
-    bool ok = false;
-    do {
-        cJSON *ifm = IFM_JSON_ObjectAddObject(root, "ifm");
-        cJSON *interfaces = ifm == nullptr ? nullptr : IFM_JSON_ObjectAddObject(ifm, "interfaces");
-        array = interfaces == nullptr ? nullptr : IFM_JSON_AllocArray();
-        if (array == nullptr) {
-            break;
-        }
-        uint32_t i = 0;
-        for (; i < count; ++i) {
-            item = IFM_JSON_AllocObject();
-            if (item == nullptr || IFM_JSON_ObjectAddString(item, "name", records[i].ifName, IFM_IF_NAME_LEN) == nullptr) {
-                break;
-            }
-            cJSON *stats = IFM_JSON_ObjectAddObject(item, nodeName);
-            if (stats == nullptr || IFM_JSON_TableAdd(stats, table, &records[i]) == 0 ||
-                !IFM_JSON_AddItemToArray(array, item)) {
-                break;
-            }
-            item = nullptr; /* now owned by the array */
-        }
-        if (i != count || !IFM_JSON_AddItemToObject(interfaces, "interface", array)) {
-            break;
-        }
-        array = nullptr; /* now owned by the tree */
-        ok = true;
-    } while (false);
-
-    if (!ok) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "encode ifstat json, encode failed");
-        IFM_JSON_NodeFree(item);
-        IFM_JSON_NodeFree(array);
-        IFM_JSON_NodeFree(root);
-        return 1;
-    }
-    char *text = IFM_JSON_EncodeUnformatted(root);
-    IFM_JSON_NodeFree(root);
-    if (text == nullptr) {
-        return 1;
-    }
-    *out = reinterpret_cast<uint8_t *>(text);
-    *outLen = static_cast<uint32_t>(strnlen(text, UINT32_MAX));
-    return 0;
+    const auto fill = [type](cJSON *item, const IfmTlmMibIfStatData &r) { return IFM_MibJsonInterface(item, r, type); };
+    return IFM_JSON_EncodeIfmInterfaces(records, count, out, outLen, fill);
 }
 
 uint32_t IFMPlugin_MDTLM_MibIfStatEncodeProc(const IfmTlmMibIfStatData *records, uint32_t count,

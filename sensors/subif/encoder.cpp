@@ -1,11 +1,12 @@
 /* Subinterface counters message, GPB and JSON. Both encodings follow the nesting interfaces →
  * interface (by name) → subinterfaces → subinterface (by index) → state → counters. GPB writes one
  * interface entry per record; JSON groups adjacent records of the same main interface. */
+#include <array>
 #include <cstring>
+#include <utility>
 
+#include "encoding/batch.h"
 #include "encoding/gpb.h"
-#include "encoding/json.h"
-#include "runtime/frm_buffer.h"
 #include "sensors/subif/subif.h"
 
 namespace {
@@ -34,9 +35,8 @@ constexpr GpbField kStateTail[] = {
     SUBIF_U32(9, operStatus),
 };
 
-/* Counters in field order (the alphabetical order of the leaf names), split where the two
- * counters tables of the writer meet. */
-constexpr GpbField kInCounters[] = {
+/* Counters in field order (the alphabetical order of the leaf names). */
+constexpr GpbField kCounters[] = {
     SUBIF_U64(1, carrierTransitions, "carrier-transitions"),
     SUBIF_U64(2, inBroadcastPkts, "in-broadcast-pkts"),
     SUBIF_U64(3, inDiscards, "in-discards"),
@@ -46,8 +46,6 @@ constexpr GpbField kInCounters[] = {
     SUBIF_U64(7, inOctets, "in-octets"),
     SUBIF_U64(8, inUnicastPkts, "in-unicast-pkts"),
     SUBIF_U64(9, inUnknownProtos, "in-unknown-protos"),
-};
-constexpr GpbField kOutCounters[] = {
     SUBIF_U64(10, lastClear, "last-clear"),
     SUBIF_U64(11, outBroadcastPkts, "out-broadcast-pkts"),
     SUBIF_U64(12, outDiscards, "out-discards"),
@@ -56,28 +54,28 @@ constexpr GpbField kOutCounters[] = {
     SUBIF_U64(15, outOctets, "out-octets"),
     SUBIF_U64(16, outUnicastPkts, "out-unicast-pkts"),
 };
+constexpr uint32_t kCounterCount = sizeof(kCounters) / sizeof(kCounters[0]);
 
-/* The JSON document lists the counters in another order: the eight "in-" ones, then the others. */
-constexpr GpbField kJsonInCounters[] = {
-    SUBIF_U64(7, inOctets, "in-octets"),
-    SUBIF_U64(8, inUnicastPkts, "in-unicast-pkts"),
-    SUBIF_U64(2, inBroadcastPkts, "in-broadcast-pkts"),
-    SUBIF_U64(6, inMulticastPkts, "in-multicast-pkts"),
-    SUBIF_U64(3, inDiscards, "in-discards"),
-    SUBIF_U64(4, inErrors, "in-errors"),
-    SUBIF_U64(9, inUnknownProtos, "in-unknown-protos"),
-    SUBIF_U64(5, inFcsErrors, "in-fcs-errors"),
-};
-constexpr GpbField kJsonOutCounters[] = {
-    SUBIF_U64(15, outOctets, "out-octets"),
-    SUBIF_U64(16, outUnicastPkts, "out-unicast-pkts"),
-    SUBIF_U64(11, outBroadcastPkts, "out-broadcast-pkts"),
-    SUBIF_U64(14, outMulticastPkts, "out-multicast-pkts"),
-    SUBIF_U64(12, outDiscards, "out-discards"),
-    SUBIF_U64(13, outErrors, "out-errors"),
-    SUBIF_U64(1, carrierTransitions, "carrier-transitions"),
-    SUBIF_U64(10, lastClear, "last-clear"),
-};
+/* The JSON document lists the same counters in another order, here by field number: the eight
+ * "in-" ones, then the others. */
+constexpr uint32_t kJsonCounterOrder[kCounterCount] = {7, 8, 2, 6, 3, 4, 9, 5, 15, 16, 11, 14, 12, 13, 1, 10};
+
+constexpr bool CountersNumberedInOrder()
+{
+    for (uint32_t i = 0; i < kCounterCount; ++i) {
+        if (kCounters[i].number != i + 1) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(CountersNumberedInOrder(), "the counter of field n is row n - 1");
+
+template <size_t... I> constexpr std::array<GpbField, kCounterCount> JsonCounters(std::index_sequence<I...>)
+{
+    return {{kCounters[kJsonCounterOrder[I] - 1]...}};
+}
+constexpr std::array<GpbField, kCounterCount> kJsonCounters = JsonCounters(std::make_index_sequence<kCounterCount>{});
 
 #undef SUBIF_U64
 #undef SUBIF_U32
@@ -87,10 +85,11 @@ constexpr GpbTable kInterfaceHeadTable = IFM_GpbTable(kInterfaceHead);
 constexpr GpbTable kSubinterfaceHeadTable = IFM_GpbTable(kSubinterfaceHead);
 constexpr GpbTable kStateHeadTable = IFM_GpbTable(kStateHead);
 constexpr GpbTable kStateTailTable = IFM_GpbTable(kStateTail);
-constexpr GpbTable kInCountersTable = IFM_GpbTable(kInCounters);
-constexpr GpbTable kOutCountersTable = IFM_GpbTable(kOutCounters);
-constexpr GpbTable kJsonInCountersTable = IFM_GpbTable(kJsonInCounters);
-constexpr GpbTable kJsonOutCountersTable = IFM_GpbTable(kJsonOutCounters);
+/* GPB writes the counters as two tables, fields 1 to 9 and 10 to 16; JSON adds them in two eights. */
+constexpr GpbTable kInCountersTable{kCounters, 9};
+constexpr GpbTable kOutCountersTable{kCounters + 9, kCounterCount - 9};
+constexpr GpbTable kJsonInCountersTable{kJsonCounters.data(), 8};
+constexpr GpbTable kJsonOutCountersTable{kJsonCounters.data() + 8, kCounterCount - 8};
 
 constexpr uint32_t kDumpScratch = 128;
 
@@ -132,18 +131,6 @@ void IFM_L2subifGpbInterfaceLen(const L2subifData *r, L2subifGpbLen *len)
 
 /* ---- Writing: an encap writes a level's node header, its table writes the level's fields ---- */
 
-/* Writes a node header at the cursor; false when it does not fit. */
-bool WriteNodeHeader(uint32_t fieldNo, uint32_t contentLen, uint8_t **cursor, uint32_t *remain)
-{
-    uint32_t n = IFM_GPB_PutNodeType(*cursor, *remain, fieldNo, contentLen);
-    if (n == 0) {
-        return false;
-    }
-    *cursor += n;
-    *remain -= n;
-    return true;
-}
-
 uint32_t IFM_L2subifEncodingCountersTable(const L2subifData *r, uint8_t **cursor, uint32_t *remain)
 {
     /* The fields 1 to 9, then 10 to 16. */
@@ -158,7 +145,7 @@ uint32_t IFM_L2subifEncodingCountersTable(const L2subifData *r, uint8_t **cursor
 uint32_t IFM_L2subifEncapCountersDataGpb(const L2subifData *r, const L2subifGpbLen *len, uint8_t **cursor,
                                          uint32_t *remain)
 {
-    if (!WriteNodeHeader(kFieldCounters, len->countersLen, cursor, remain) ||
+    if (!IFM_GPB_PutNode(cursor, remain, kFieldCounters, len->countersLen) ||
         IFM_L2subifEncodingCountersTable(r, cursor, remain) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding counters data_gpb error.");
         return 1;
@@ -181,7 +168,7 @@ uint32_t IFM_L2subifEncodingStateTable(const L2subifData *r, const L2subifGpbLen
 uint32_t IFM_L2subifEncapStateDataGpb(const L2subifData *r, const L2subifGpbLen *len, uint8_t **cursor,
                                       uint32_t *remain)
 {
-    if (!WriteNodeHeader(kFieldState, len->stateLen, cursor, remain) ||
+    if (!IFM_GPB_PutNode(cursor, remain, kFieldState, len->stateLen) ||
         IFM_L2subifEncodingStateTable(r, len, cursor, remain) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding l2subif state error.");
         return 1;
@@ -203,7 +190,7 @@ uint32_t IFM_L2subifEncodingSubInterfaceTable(const L2subifData *r, const L2subi
 uint32_t IFM_L2subifEncapSubInterfaceDataGpb(const L2subifData *r, const L2subifGpbLen *len, uint8_t **cursor,
                                              uint32_t *remain)
 {
-    if (!WriteNodeHeader(kFieldSubinterface, len->subinterfaceLen, cursor, remain) ||
+    if (!IFM_GPB_PutNode(cursor, remain, kFieldSubinterface, len->subinterfaceLen) ||
         IFM_L2subifEncodingSubInterfaceTable(r, len, cursor, remain) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding l2subif subinterface error.");
         return 1;
@@ -221,7 +208,7 @@ uint32_t IFM_L2subifEncodingSubInterfacesTable(const L2subifData *r, const L2sub
 uint32_t IFM_L2subifEncapSubInterfacesDataGpb(const L2subifData *r, const L2subifGpbLen *len, uint8_t **cursor,
                                               uint32_t *remain)
 {
-    if (!WriteNodeHeader(kFieldSubinterfaces, len->subinterfacesLen, cursor, remain) ||
+    if (!IFM_GPB_PutNode(cursor, remain, kFieldSubinterfaces, len->subinterfacesLen) ||
         IFM_L2subifEncodingSubInterfacesTable(r, len, cursor, remain) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding l2subif subinterfaces error.");
         return 1;
@@ -340,6 +327,16 @@ uint32_t IFM_L2subifJsonAddSubinterface(cJSON *subinterfaceArray, const L2subifD
     return IFM_L2subifEncodeJsonstat(nodes[2], r);
 }
 
+/* A total over 32 bits gets no buffer: it is logged as a failed allocation. */
+constexpr GpbBatchLogs kGpbLogs = {
+    "[IFM_L2subifEncodeGpb]encode gpb enter.",
+    "[IFM_L2subifEncodeGpb]encode gpb, get len failed, bufferlen is 0.",
+    "[IFM_L2subifEncodeGpb]fieldLen MemAlloc failed.",
+    "[IFM_L2subifEncodeGpb]encode gpb, malloc failed.",
+    "[IFM_L2subifEncodeGpb]encode gpb, malloc failed.",
+    "[IFM_L2subifEncodeGpb]encode gpb, encode failed, ret:%u.",
+};
+
 } // namespace
 
 uint32_t IFM_GetL2subifEncodeLen(const L2subifData *records, uint32_t count, L2subifGpbLen *lens)
@@ -361,7 +358,7 @@ uint32_t IFM_L2subifEncapInterfaceDataGpb(const L2subifData *records, uint32_t c
         return 1;
     }
     for (uint32_t i = 0; i < count; ++i) {
-        if (!WriteNodeHeader(kFieldInterface, lens[i].interfaceLen, cursor, remain) ||
+        if (!IFM_GPB_PutNode(cursor, remain, kFieldInterface, lens[i].interfaceLen) ||
             IFM_L2subifEncodingInterfaceTable(&records[i], &lens[i], cursor, remain) != 0) {
             MDTLM_WriteLog(IFM_LOG_ERROR, "GPB encoding l2subif interface error, datalen=%u", lens[0].interfaceLen);
             return 1;
@@ -372,58 +369,12 @@ uint32_t IFM_L2subifEncapInterfaceDataGpb(const L2subifData *records, uint32_t c
 
 uint32_t IFM_L2subifEncodeGpb(const L2subifData *records, uint32_t count, uint8_t **msg, uint32_t *length)
 {
-    if (records == nullptr || msg == nullptr || length == nullptr) {
-        return 1;
+    const uint32_t ret = IFM_GPB_EncodeBatch<L2subifGpbLen, &L2subifGpbLen::entryTotal>(
+        kGpbLogs, records, count, msg, length, IFM_GetL2subifEncodeLen, IFM_L2subifEncapInterfaceDataGpb);
+    if (ret == 0) {
+        FEI_DOP_DumpPktInfo(*msg, *length);
     }
-    MDTLM_WriteLog(IFM_LOG_INFO, "[IFM_L2subifEncodeGpb]encode gpb enter.");
-
-    uint64_t lensBytes = static_cast<uint64_t>(count) * sizeof(L2subifGpbLen);
-    FrmBuffer lensBuf;
-    if (count != 0) {
-        if (lensBytes <= UINT32_MAX) {
-            lensBuf = FrmBuffer(static_cast<uint32_t>(lensBytes));
-        }
-        if (!lensBuf) {
-            MDTLM_WriteLog(IFM_LOG_ERROR, "[IFM_L2subifEncodeGpb]fieldLen MemAlloc failed.");
-            return 1;
-        }
-    }
-    L2subifGpbLen *lens = lensBuf.as<L2subifGpbLen>();
-
-    (void)IFM_GetL2subifEncodeLen(records, count, lens);
-    uint64_t total = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        total += lens[i].entryTotal;
-    }
-    if (count == 0 || total == 0) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "[IFM_L2subifEncodeGpb]encode gpb, get len failed, bufferlen is 0.");
-        return 1;
-    }
-
-    FrmBuffer buf;
-    if (total <= UINT32_MAX) {
-        buf = FrmBuffer(static_cast<uint32_t>(total));
-    }
-    if (!buf) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "[IFM_L2subifEncodeGpb]encode gpb, malloc failed.");
-        return 1;
-    }
-
-    uint8_t *cursor = buf.as<uint8_t>();
-    uint32_t remain = buf.size();
-    uint32_t ret = IFM_L2subifEncapInterfaceDataGpb(records, count, lens, &cursor, &remain);
-    lensBuf.reset();
-    if (ret != 0) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "[IFM_L2subifEncodeGpb]encode gpb, encode failed, ret:%u.", ret);
-        return 1;
-    }
-
-    uint32_t used = buf.size() - remain;
-    MDTLM_WriteLog(IFM_LOG_INFO, "after encode gpb, datalen:%u, filedlen:%u, leftlen:%u.", used, buf.size(), remain);
-    FEI_DOP_DumpPktInfo(buf.as<uint8_t>(), used);
-    *length = used;
-    *msg = static_cast<uint8_t *>(buf.release());
-    return 0;
+    return ret;
 }
 
 uint32_t IFM_L2subifEncodeJson(const L2subifData *records, uint32_t count, uint8_t **msg, uint32_t *length)
@@ -459,14 +410,7 @@ uint32_t IFM_L2subifEncodeJson(const L2subifData *records, uint32_t count, uint8
         }
     }
 
-    char *text = IFM_JSON_EncodeUnformatted(root);
-    IFM_JSON_NodeFree(root);
-    if (text == nullptr) {
-        return 1;
-    }
-    *msg = reinterpret_cast<uint8_t *>(text);
-    *length = static_cast<uint32_t>(strlen(text));
-    return 0;
+    return IFM_JSON_HandOut(root, msg, length);
 }
 
 uint32_t IFM_L2subifEncodeProc(const L2subifData *records, uint32_t count, uint32_t encodeType, uint8_t **msg,
