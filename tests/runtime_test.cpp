@@ -160,16 +160,15 @@ TEST_F(TaskTableTest, RefusalsOfTheCallbacks)
     EXPECT_EQ(CountLog("can not find taskId[99] in local taskArray", 2), 1u);
 
     // Allocation failures: the list (slot not taken), the round record, the configuration copy.
-    standin::FailAllocAt(1);
-    EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 8, &cfg, NoRound), 2u);
-    EXPECT_EQ(CountLog("g_arrIdx[0] ifIndexList alloc fail", 2), 1u);
-    EXPECT_EQ(plugin_state::SlotOf(8), nullptr);
-    standin::FailAllocAt(2);
-    EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 8, &cfg, NoRound), 2u);
-    EXPECT_EQ(CountLog("[IFMPlugin_MDTLM_DealMibIfStatTask]taskInfo memory alloc failed.", 2), 1u);
-    standin::FailAllocAt(2);
-    EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 8, &cfg, NoRound), 2u);
-    EXPECT_EQ(CountLog("[IFMPlugin_MDTLM_DealMibIfStatTask]taskInfo taskcfg, malloc failed.", 2), 1u);
+    const char *allocLogs[] = {"g_arrIdx[0] ifIndexList alloc fail",
+                               "[IFMPlugin_MDTLM_DealMibIfStatTask]taskInfo memory alloc failed.",
+                               "[IFMPlugin_MDTLM_DealMibIfStatTask]taskInfo taskcfg, malloc failed."};
+    for (uint64_t nth = 1; nth <= 3; ++nth) {
+        standin::FailAllocAt(nth == 1 ? 1 : 2);
+        EXPECT_EQ(IFMPlugin_MDTLM_DealStatTaskCommon(0, 8, &cfg, NoRound), 2u);
+        EXPECT_EQ(CountLog(allocLogs[nth - 1], 2), 1u);
+        EXPECT_EQ(plugin_state::SlotOf(8) != nullptr, nth > 1);
+    }
     EXPECT_NE(plugin_state::SlotOf(8), nullptr); // the slot stays in use
     ExpectKeptBuffers(1);
 }

@@ -1,7 +1,8 @@
-// The stand-in hash table library: buckets, duplicate keys, release of elements, concurrent use.
+// The stand-in hash table library: chains, element allocation, refusals, concurrent use.
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -42,7 +43,9 @@ Elem *Add(void *table, uint32_t key, uint32_t value)
     return e;
 }
 
-TEST(StandinHash, CollidingKeysDuplicatesAndNullTable)
+// Colliding keys, duplicates and a missing table are also met through the plugin's cache
+// (cache_test); here: one long chain, element allocation and the refusals the cache never meets.
+TEST(StandinHash, ChainsElementsAndRefusals)
 {
     const uint64_t tables = standin::LiveHashTables();
     const uint64_t elems = standin::LiveHashElements();
@@ -53,28 +56,16 @@ TEST(StandinHash, CollidingKeysDuplicatesAndNullTable)
     auto *raw = static_cast<unsigned char *>(LITE_HASH_NewData(t, 0));
     ASSERT_NE(raw, nullptr);
     EXPECT_EQ(std::vector<unsigned char>(raw, raw + 64), std::vector<unsigned char>(64, 0)) << "zeroed";
+    uint32_t k5 = 5;
+    std::memcpy(raw, &k5, 4);
+    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &k5, 4), nullptr) << "NewData does not link";
     LITE_HASH_FreeData(t, raw);
     for (uint32_t k = 1; k <= 10; ++k) {
         ASSERT_NE(Add(t, k, k * 10), nullptr);
     }
-    uint32_t k5 = 5;
-    auto *e5 = static_cast<Elem *>(LITE_HASH_FindElmtFromFirst(t, &k5, 4));
-    ASSERT_NE(e5, nullptr);
-    EXPECT_EQ(e5->value, 50u);
-    auto *dup = static_cast<Elem *>(LITE_HASH_NewData(t, 0));
-    dup->key = k5;
-    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &k5, 4), e5) << "NewData does not link";
-    EXPECT_NE(LITE_HASH_AddNode(t, &k5, dup, 0), 0u);
-    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(t, &k5, 4), e5) << "the first element stays";
-    LITE_HASH_FreeData(t, dup);
     EXPECT_EQ(standin::LiveHashElements(), elems + 10);
-
-    // Null tables are refused and leave the element alone.
-    EXPECT_EQ(LITE_HASH_FindElmtFromFirst(nullptr, &k5, 4), nullptr);
     EXPECT_EQ(LITE_HASH_NewData(nullptr, 0), nullptr);
-    EXPECT_NE(LITE_HASH_AddNode(nullptr, &k5, e5, 0), 0u);
     EXPECT_NE(LITE_HASH_RemoveElmtByKey(nullptr, &k5, 4), 0u);
-    LITE_HASH_FreeData(nullptr, e5);
 
     // Removing one in the middle of the chain leaves the others reachable.
     EXPECT_EQ(LITE_HASH_RemoveElmtByKey(t, &k5, 4), 0u);

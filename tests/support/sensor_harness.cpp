@@ -79,9 +79,8 @@ void DecodeIfm(const std::string &data, const std::string &node, Reported &out, 
 void SensorTest::SetUp()
 {
     PluginTest::SetUp();
-    standin::SetRegHandler([this](uint32_t, const char *path, const TlmSensorReg *reg) {
+    standin::SetRegHandler([this](uint32_t, const char *, const TlmSensorReg *reg) {
         sensors_[reg->sensorName] = *reg;
-        paths_[reg->sensorName] = path;
         return 0u;
     });
     standin::SetUploadHandler([this](uint32_t, const SampleData *s) {

@@ -49,7 +49,6 @@ protected:
     static TlmTaskInfo Cfg(uint32_t encodeType, uint32_t suppress = 0, uint32_t period = 0);
 
     std::map<std::string, TlmSensorReg> sensors_;
-    std::map<std::string, std::string> paths_;
     std::vector<Upload> uploads_;
     std::set<uint32_t> running_;
 };
