@@ -13,7 +13,7 @@
 namespace {
 
 using standin::store::IfStatRow;
-using Counters = std::array<uint64_t, 12>; // in the store's step order
+using Counters = std::array<uint64_t, 13>; // a step: twelve counters in the store's order, time 0
 
 const char kSensor[] = "ZOR_IFM_IFSTAT";
 const char kNode[] = "ip-statistics";
@@ -21,7 +21,7 @@ const char kNode[] = "ip-statistics";
 Counters Ramp(uint64_t base, uint64_t step)
 {
     Counters c{};
-    for (size_t j = 0; j < c.size(); ++j) {
+    for (size_t j = 0; j < 12; ++j) {
         c[j] = base + step * j;
     }
     return c;
@@ -29,10 +29,8 @@ Counters Ramp(uint64_t base, uint64_t step)
 
 void SetStep(standin::store::IfStatStep &step, const Counters &c)
 {
-    uint64_t words[13] = {};
-    std::copy(c.begin(), c.end(), words);
-    static_assert(sizeof(step) == sizeof(words), "twelve counters and a timestamp");
-    memcpy(&step, words, sizeof(words));
+    static_assert(sizeof(step) == sizeof(c), "twelve counters and a timestamp");
+    memcpy(&step, c.data(), sizeof(c));
 }
 
 struct Stored {

@@ -100,24 +100,22 @@ TEST_F(PortRatesTest, MibEdgeSamples)
     EXPECT_EQ(rec.mib.receivePackets, 11999u);            // 9000 + 2999.997
     EXPECT_EQ(rec.mib.receiveBytes, 3999u + 20u * 11999u); // 3000 + 999.999
 
-    PutPort(7, kRising, 500); // every sample is reduced by the baseline
-    standin::SetClockUs(kL + 1500000);
-    rec = Record(7);
-    ASSERT_EQ(IFMPlugin_MDTLM_ReadMibPhyIfmPortStat(&rec), 0u);
-    ExpectMibBase(rec, 3000);
-
-    PutPort(7, kRising, 0, kL); // pre1s and latest at the target: ratio is NaN, A's values
-    standin::SetClockUs(kL + 2 * kSec);
-    rec = Record(7);
-    ASSERT_EQ(IFMPlugin_MDTLM_ReadMibPhyIfmPortStat(&rec), 0u);
-    ExpectMibBase(rec, 3000);
-
     const uint64_t reset[4] = {1000, 3000, 2000, 1000}; // counters went down: the estimate overshoots
-    PutPort(7, reset);
-    standin::SetClockUs(kL + 1500000);
-    rec = Record(7);
-    ASSERT_EQ(IFMPlugin_MDTLM_ReadMibPhyIfmPortStat(&rec), 0u);
-    ExpectMibBase(rec, 1000);
+    const struct {
+        const uint64_t *bases;
+        uint64_t baseline, pre1sTs, nowOffset, expectedBase;
+    } cases[] = {
+        {kRising, 500, kL - kSec, 1500000, 3000}, // every sample is reduced by the baseline
+        {kRising, 0, kL, 2 * kSec, 3000},         // pre1s and latest at the target: ratio is NaN, A's values
+        {reset, 0, kL - kSec, 1500000, 1000},
+    };
+    for (const auto &c : cases) {
+        PutPort(7, c.bases, c.baseline, c.pre1sTs);
+        standin::SetClockUs(kL + c.nowOffset);
+        rec = Record(7);
+        ASSERT_EQ(IFMPlugin_MDTLM_ReadMibPhyIfmPortStat(&rec), 0u);
+        ExpectMibBase(rec, c.expectedBase);
+    }
     EXPECT_EQ(standin::CountLog("CalPhyIfmPortStat check ifIndex:7 last_inpkts:3000 report_inpkts:3000.", 1), 1u);
 }
 
