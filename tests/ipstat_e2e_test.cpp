@@ -156,12 +156,8 @@ TEST_F(IfStatE2ETest, GpbAndJsonReportTheSameHandComputedFigures)
 
 TEST_F(IfStatE2ETest, NameFilterKeepsMatchingInterfacesOnly)
 {
-    TlmTaskInfo cfg = Cfg(0, 1);
-    cfg.condType = 1;
-    memcpy(cfg.condKey, "name", 4);
-    const char pattern[] = "eth-trunk*";
-    cfg.condNameLen = sizeof(pattern) - 1;
-    memcpy(cfg.condName, pattern, cfg.condNameLen);
+    TlmTaskInfo cfg = plugin_state::NameCondition(1, "eth-trunk*");
+    cfg.suppressRedundant = 1; // the cache is kept for reported interfaces only
     const Reported r = TickIfm(kSensor, kNode, 3, cfg);
     // An empty name is a prefix of everything, so it passes a pattern ending in "*".
     ASSERT_EQ(r.size(), 2u);

@@ -5,18 +5,13 @@
 
 #include "selection/selection.h"
 #include "store/store.h"
-#include "support/fixture.h"
+#include "support/plugin_state.h"
 
 namespace {
 
 TlmTaskInfo NameCond(const std::string &pattern, uint32_t condType = 1, const char *key = "name")
 {
-    TlmTaskInfo cfg{};
-    cfg.condType = condType;
-    memcpy(cfg.condKey, key, strlen(key));
-    cfg.condNameLen = static_cast<uint16_t>(pattern.size());
-    memcpy(cfg.condName, pattern.data(), pattern.size());
-    return cfg;
+    return plugin_state::NameCondition(condType, pattern, "", key);
 }
 
 uint32_t Drops(const TlmTaskInfo &cfg, const char *name)

@@ -6,18 +6,13 @@
 
 #include "selection/selection.h"
 #include "store/store.h"
-#include "support/fixture.h"
+#include "support/plugin_state.h"
 
 namespace {
 
 TlmTaskInfo Cfg(uint32_t condType, const std::string &name = "", const std::string &index = "")
 {
-    TlmTaskInfo cfg{};
-    cfg.condType = condType;
-    cfg.condNameLen = static_cast<uint16_t>(name.size());
-    memcpy(cfg.condName, name.data(), name.size());
-    memcpy(cfg.condIndex, index.data(), index.size());
-    return cfg;
+    return plugin_state::NameCondition(condType, name, index);
 }
 
 class SubifCondTest : public PlatformTest {

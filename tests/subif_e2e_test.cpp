@@ -116,14 +116,8 @@ TEST_F(SubifE2eTest, GpbAndJsonReportTheStore)
     }
 
     // The pattern is upper-cased by the callback before the round.
-    cfg.condType = 1;
-    cfg.condNameLen = 8;
-    strcpy(cfg.condName, "ge1/0/1*");
-    EXPECT_EQ(Sent(100, cfg), std::vector<uint64_t>({100, 200}));
-    cfg.condType = 2;
-    strcpy(cfg.condName, "GE1/0/2");
-    strcpy(cfg.condIndex, "100");
-    EXPECT_EQ(Sent(100, cfg), std::vector<uint64_t>({100}));
+    EXPECT_EQ(Sent(100, plugin_state::NameCondition(1, "ge1/0/1*")), std::vector<uint64_t>({100, 200}));
+    EXPECT_EQ(Sent(100, plugin_state::NameCondition(2, "GE1/0/2", "100")), std::vector<uint64_t>({100}));
 }
 
 TEST_F(SubifE2eTest, Thresholds)

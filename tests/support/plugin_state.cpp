@@ -56,6 +56,18 @@ TlmTaskInfo ZeroTaskInfo()
     return cfg;
 }
 
+TlmTaskInfo NameCondition(uint32_t condType, const std::string &pattern, const std::string &index,
+                          const std::string &key)
+{
+    TlmTaskInfo cfg = ZeroTaskInfo();
+    cfg.condType = condType;
+    std::memcpy(cfg.condKey, key.data(), key.size());
+    cfg.condNameLen = static_cast<uint16_t>(pattern.size());
+    std::memcpy(cfg.condName, pattern.data(), pattern.size());
+    std::memcpy(cfg.condIndex, index.data(), index.size());
+    return cfg;
+}
+
 IfmTaskRound MakeRound(TlmTaskInfo *cfg, uint32_t taskId, uint32_t frmCookie, uint8_t encodeType)
 {
     IfmTaskRound round{};

@@ -4,6 +4,7 @@
 #define ZOR_TEST_PLUGIN_STATE_H
 
 #include <cstdint>
+#include <string>
 
 #include "runtime/runtime.h"
 #include "selection/selection.h"
@@ -27,6 +28,10 @@ uint32_t TasksInUse();
 
 // A zeroed task configuration.
 TlmTaskInfo ZeroTaskInfo();
+// A task configuration with a name condition of kind `condType`: the pattern (condNameLen its
+// length), the subinterface number text and the condition key.
+TlmTaskInfo NameCondition(uint32_t condType, const std::string &pattern, const std::string &index = "",
+                          const std::string &key = "name");
 
 // A round record over `cfg`, as a task callback builds it.
 IfmTaskRound MakeRound(TlmTaskInfo *cfg, uint32_t taskId, uint32_t frmCookie = 0x5A5A, uint8_t encodeType = 0);
