@@ -312,8 +312,7 @@ void IFMPlugin_GetIfStatBeforeInterval(const IfStatiData *latest, const IfStatiD
     }
     const uint64_t s = data->flowStatInterval;
     for (uint64_t IfStatiData::*c : kCounters) {
-        const uint64_t d = (rates->*c * s) / 1000u;
-        data->*c = latest->*c < d ? 0 : latest->*c - d;
+        data->*c = IFM_SatSub(latest->*c, (rates->*c * s) / 1000u);
     }
     data->timestampCollCur = 0;
 }

@@ -193,11 +193,9 @@ void IFMPlugin_MDTLM_GetPortIfStatBeforeInterval(const PortIfStatiData *latest, 
     const uint64_t s = data->flowStatInterval;
     for (uint32_t k = 0; k < IFM_PORT_COUNTERS; ++k) {
         uint64_t PortIfStatiData::*c = kPortColumns[k].field;
-        const uint64_t d = (rates->*c * s) / 1000u;
-        data->*c = latest->*c < d ? 0 : latest->*c - d;
+        data->*c = IFM_SatSub(latest->*c, (rates->*c * s) / 1000u);
     }
-    const uint64_t back = s * kUsPerSecond;
-    data->timestampCollCur = latest->timestampCollCur < back ? 0 : latest->timestampCollCur - back;
+    data->timestampCollCur = IFM_SatSub(latest->timestampCollCur, s * kUsPerSecond);
 }
 
 void IFMPlugin_MDTLM_GetPortIfSubStat(const PortIfStatiData *baseline, PortIfStatiData *data)
@@ -207,6 +205,6 @@ void IFMPlugin_MDTLM_GetPortIfSubStat(const PortIfStatiData *baseline, PortIfSta
     }
     for (uint32_t k = 0; k < IFM_PORT_COUNTERS; ++k) {
         uint64_t PortIfStatiData::*c = kPortColumns[k].field;
-        data->*c = data->*c < baseline->*c ? 0 : data->*c - baseline->*c;
+        data->*c = IFM_SatSub(data->*c, baseline->*c);
     }
 }

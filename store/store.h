@@ -46,6 +46,9 @@ inline DB_READ_OPTS IFM_DbReadOpts(uint32_t flags)
     return o;
 }
 
+/* a - b, or 0 when b is larger: a counter that went down (cleared or wrapped) never wraps. */
+inline uint64_t IFM_SatSub(uint64_t a, uint64_t b) { return a >= b ? a - b : 0; }
+
 /* "[ERROR]%s failed, ret = %d." at level 2. */
 void IFM_LogDbError(const char *label, uint32_t rc);
 
@@ -97,6 +100,7 @@ uint32_t IFMPlugin_GetIfNamebyIfindex(uint32_t ifIndex, char *name /* 64 bytes, 
 uint32_t IFMPLUGIN_MDTLM_GetFwdIfType(uint32_t ifIndex, uint32_t *fwdType);
 uint32_t IFMPlugin_GetIftypeByIfindex(uint32_t ifIndex, uint32_t *ifType);
 uint32_t IFMPlugin_MDTLM_GetSpeed(uint32_t ifIndex, uint64_t *speed);
+/* Fills at most IFM_TRUNK_MEMBER_CAPACITY members; *count never exceeds it. */
 uint32_t IFMPlugin_MDTLM_GetMemIfindexbyIfindex(uint32_t trunkIfIndex, uint32_t *members /* 256 */, uint32_t *count);
 uint32_t IFMPlugin_GetIfMgntCount(int32_t *count);
 uint32_t IFMPlugin_GetIfMgntAll(IfMgntRootSup *records, uint32_t count);

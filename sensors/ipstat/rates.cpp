@@ -22,17 +22,14 @@ inline void AddCounters(TlmIfStatData *sum, const TlmIfStatData *addend)
     AddPartCounters(sum->ipv6, addend->ipv6);
 }
 
-/* A counter that went down (cleared or wrapped) contributes no traffic. */
-inline uint64_t Delta(uint64_t now, uint64_t before) { return now > before ? now - before : 0; }
-
 void RatesOfPart(TlmIpStatPart &out, const TlmIpStatPart &cur, const TlmIpStatPart &before, uint64_t seconds)
 {
     if (seconds != 0) {
         /* Bytes are divided first, so a bit rate is always a whole number of bytes times 8. */
-        out.inBitRate = Delta(cur.inBytes, before.inBytes) / seconds * 8u;
-        out.inPacketRate = Delta(cur.inPackets, before.inPackets) / seconds;
-        out.outBitRate = Delta(cur.outBytes, before.outBytes) / seconds * 8u;
-        out.outPacketRate = Delta(cur.outPackets, before.outPackets) / seconds;
+        out.inBitRate = IFM_SatSub(cur.inBytes, before.inBytes) / seconds * 8u;
+        out.inPacketRate = IFM_SatSub(cur.inPackets, before.inPackets) / seconds;
+        out.outBitRate = IFM_SatSub(cur.outBytes, before.outBytes) / seconds * 8u;
+        out.outPacketRate = IFM_SatSub(cur.outPackets, before.outPackets) / seconds;
     } else {
         out.inBitRate = 0;
         out.inPacketRate = 0;
@@ -148,9 +145,6 @@ uint32_t IFMPlugin_MDTLM_ReadIfStatForTrunk(uint32_t ifIndex, uint32_t interval,
     uint32_t memberCount = 0;
     if (IFMPlugin_MDTLM_GetMemIfindexbyIfindex(ifIndex, members, &memberCount) != 0 || memberCount == 0) {
         return 0; /* the trunk's own figures stand */
-    }
-    if (memberCount > IFM_TRUNK_MEMBER_CAPACITY) {
-        memberCount = IFM_TRUNK_MEMBER_CAPACITY;
     }
 
     TlmIfStatData memberCur;

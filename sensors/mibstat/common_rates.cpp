@@ -10,8 +10,6 @@ namespace {
 /* The interface type whose five extra counters are copied from the row's ipv4/ipv6 columns. */
 constexpr uint32_t IFM_IFTYPE_COMMON_EXTRAS = 14u;
 
-inline uint64_t IFM_SatSub(uint64_t a, uint64_t b) { return a >= b ? a - b : 0; }
-
 } // namespace
 
 uint32_t IFMPlugin_MDTLM_ReadCommonIfStatForPortHelper(uint32_t ifIndex, IfmTlmMibIfStatData *record,
@@ -115,13 +113,10 @@ uint32_t IFMPlugin_MDTLM_ReadCommonIfStatForTrunk(uint32_t ifIndex, uint32_t int
     if (ret != 0) {
         return ret;
     }
-    uint32_t members[TRUNK_MEMBER_LIST_CAPACITY] = {};
+    uint32_t members[IFM_TRUNK_MEMBER_CAPACITY] = {};
     uint32_t count = 0;
     if (IFMPlugin_MDTLM_GetMemIfindexbyIfindex(ifIndex, members, &count) != 0 || count == 0) {
         return 0;
-    }
-    if (count > TRUNK_MEMBER_LIST_CAPACITY) {
-        count = TRUNK_MEMBER_LIST_CAPACITY;
     }
     for (uint32_t i = 0; i < count; ++i) {
         IfmTlmMibIfStatData memberCur{};

@@ -70,7 +70,6 @@ static_assert(sizeof(IfmTlmMibIfStatData) - offsetof(IfmTlmMibIfStatData, slots)
 #define MIB_LINE_OVERHEAD_BYTES 20u
 #define REPORT_DELAY_US 2000000ull
 #define COMMON_DEFAULT_INTERVAL_S 300u
-#define TRUNK_MEMBER_LIST_CAPACITY 256u
 
 /* Types 5 to 8 are mib-statistics, all others common-statistics. */
 inline bool IFM_IsMibType(uint32_t type) { return type >= TLM_TYPE_MIB_IF_1 && type <= TLM_TYPE_MIB_TRUNK; }

@@ -45,8 +45,6 @@ uint32_t IFM_ReadPortSample(uint32_t ifIndex, uint32_t selector, PortIfStatiData
     return IFMPlugin_MDTLM_ReadPortIfStatiByIfIndexForMib(sample);
 }
 
-inline uint64_t IFM_SatSub(uint64_t a, uint64_t b) { return a >= b ? a - b : 0; }
-
 /* Interpolated value of one counter between samples A and B. */
 inline uint64_t IFM_Interpolate(double ratio, uint64_t a, uint64_t b)
 {
@@ -221,7 +219,7 @@ uint32_t IFMPlugin_MDTLM_ReadMibTrunkIfmPortStat(IfmTlmMibIfStatData *record)
     if (record == nullptr) {
         return 1;
     }
-    uint32_t members[TRUNK_MEMBER_LIST_CAPACITY] = {};
+    uint32_t members[IFM_TRUNK_MEMBER_CAPACITY] = {};
     uint32_t count = 0;
     if (IFMPlugin_MDTLM_GetMemIfindexbyIfindex(record->ifIndex, members, &count) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "[ReadMibTrunkIfmPortStat]get memberIfindexes fail, ifIndex:%u",
@@ -230,9 +228,6 @@ uint32_t IFMPlugin_MDTLM_ReadMibTrunkIfmPortStat(IfmTlmMibIfStatData *record)
     }
     if (count == 0) {
         return 0;
-    }
-    if (count > TRUNK_MEMBER_LIST_CAPACITY) {
-        count = TRUNK_MEMBER_LIST_CAPACITY;
     }
     for (uint32_t i = 0; i < count; ++i) {
         IfmTlmMibIfStatData member{};
@@ -378,7 +373,7 @@ uint32_t IFMPlugin_MDTLM_ReadCommonTrunkIfmPortStat(IfmTlmMibIfStatData *record)
     if (record == nullptr) {
         return 1;
     }
-    uint32_t members[TRUNK_MEMBER_LIST_CAPACITY] = {};
+    uint32_t members[IFM_TRUNK_MEMBER_CAPACITY] = {};
     uint32_t count = 0;
     if (IFMPlugin_MDTLM_GetMemIfindexbyIfindex(record->ifIndex, members, &count) != 0) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "get memberIfindexes fail, ifIndex:%u", record->ifIndex);
@@ -386,9 +381,6 @@ uint32_t IFMPlugin_MDTLM_ReadCommonTrunkIfmPortStat(IfmTlmMibIfStatData *record)
     }
     if (count == 0) {
         return 0;
-    }
-    if (count > TRUNK_MEMBER_LIST_CAPACITY) {
-        count = TRUNK_MEMBER_LIST_CAPACITY;
     }
     PortIfStatiData sumCur{};
     PortIfStatiData sumBefore{};
