@@ -10,6 +10,16 @@ namespace {
 /* The interface type whose five extra counters are copied from the row's ipv4/ipv6 columns. */
 constexpr uint32_t IFM_IFTYPE_COMMON_EXTRAS = 14u;
 
+/* The 13 counter slots that the trunk sums add and the result takes from the current record; the
+ * four rate slots are not among them. */
+constexpr uint64_t IfmCommonView::*kCommonCounters[] = {
+    &IfmCommonView::sendBytes,           &IfmCommonView::receiveBytes,          &IfmCommonView::receivePackets,
+    &IfmCommonView::sendPackets,         &IfmCommonView::receiveMulticastPackets, &IfmCommonView::sendMulticastPackets,
+    &IfmCommonView::receiveBoardPackets, &IfmCommonView::sendBoardPackets,      &IfmCommonView::receiveUnicastPackets,
+    &IfmCommonView::sendUnicastPackets,  &IfmCommonView::sendDropPackets,       &IfmCommonView::receiveErrorPackets,
+    &IfmCommonView::receiveDropPackets,
+};
+
 } // namespace
 
 uint32_t IFMPlugin_MDTLM_ReadCommonIfStatForPortHelper(uint32_t ifIndex, IfmTlmMibIfStatData *record,
@@ -72,21 +82,9 @@ void IFMPlugin_MDTLM_AddTwoCommonStatForCur(IfmTlmMibIfStatData *dst, const IfmT
     if (dst == nullptr || src == nullptr) {
         return;
     }
-    IfmCommonView &d = dst->common;
-    const IfmCommonView &s = src->common;
-    d.sendBytes += s.sendBytes;
-    d.receiveBytes += s.receiveBytes;
-    d.receivePackets += s.receivePackets;
-    d.sendPackets += s.sendPackets;
-    d.receiveMulticastPackets += s.receiveMulticastPackets;
-    d.sendMulticastPackets += s.sendMulticastPackets;
-    d.receiveBoardPackets += s.receiveBoardPackets;
-    d.sendBoardPackets += s.sendBoardPackets;
-    d.receiveUnicastPackets += s.receiveUnicastPackets;
-    d.sendUnicastPackets += s.sendUnicastPackets;
-    d.sendDropPackets += s.sendDropPackets;
-    d.receiveErrorPackets += s.receiveErrorPackets;
-    d.receiveDropPackets += s.receiveDropPackets;
+    for (uint64_t IfmCommonView::*c : kCommonCounters) {
+        dst->common.*c += src->common.*c;
+    }
 }
 
 void IFMPlugin_MDTLM_AddTwoCommonStatForIntval(IfmTlmMibIfStatData *dst, const IfmTlmMibIfStatData *src)
@@ -140,19 +138,9 @@ void IFMPlugin_MDTLM_SubCommonIfStatData(IfmTlmMibIfStatData *record, const IfmT
     IfmCommonView &r = record->common;
     const IfmCommonView &c = cur->common;
     const IfmCommonView &b = before->common;
-    r.sendBytes = c.sendBytes;
-    r.receiveBytes = c.receiveBytes;
-    r.receivePackets = c.receivePackets;
-    r.sendPackets = c.sendPackets;
-    r.receiveMulticastPackets = c.receiveMulticastPackets;
-    r.sendMulticastPackets = c.sendMulticastPackets;
-    r.receiveBoardPackets = c.receiveBoardPackets;
-    r.sendBoardPackets = c.sendBoardPackets;
-    r.receiveUnicastPackets = c.receiveUnicastPackets;
-    r.sendUnicastPackets = c.sendUnicastPackets;
-    r.sendDropPackets = c.sendDropPackets;
-    r.receiveErrorPackets = c.receiveErrorPackets;
-    r.receiveDropPackets = c.receiveDropPackets;
+    for (uint64_t IfmCommonView::*k : kCommonCounters) {
+        r.*k = c.*k;
+    }
 
     const uint64_t interval = before->flowStatInterval;
     if (interval == 0) {

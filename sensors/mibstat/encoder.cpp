@@ -203,11 +203,6 @@ uint32_t IFMPlugin_MDTLM_MibIfStatEncodeProc(const IfmTlmMibIfStatData *records,
     }
     *out = nullptr;
     *outLen = 0;
-    uint8_t *buffer = nullptr;
-    uint32_t length = 0;
-    const uint32_t ret = encodeType != 0 ? IFM_MibIfStatEncodeJson(records, count, &buffer, &length, type)
-                                         : IFMPlugin_MDTLM_MibIfStatEncodeGpb(records, count, &buffer, &length, type);
-    *out = buffer;
-    *outLen = length;
-    return ret;
+    return encodeType != 0 ? IFM_MibIfStatEncodeJson(records, count, out, outLen, type)
+                           : IFMPlugin_MDTLM_MibIfStatEncodeGpb(records, count, out, outLen, type);
 }
