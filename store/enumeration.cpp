@@ -1,16 +1,12 @@
 /* Statistics record enumeration: counting and listing the if_statistics rows of a row type, the
  * physical ports (ifm_port_statistics) and the trunks, as base-info records. */
-#include "runtime/runtime.h"
-#include "store/store.h"
+#include "store/db_access.h"
 
 namespace {
 
 constexpr uint32_t kStmtKind = 3;
 constexpr uint32_t kStatTypeFieldNo = 1;
 constexpr uint32_t kCondOpEqual = 1;
-
-/* A failed step that ends an operation: end of rows is no failure. */
-uint32_t EndCode(uint32_t rc) { return rc == DB_END_OF_ROWS ? 0 : rc; }
 
 struct FilterLabels {
     const char *createObj;
@@ -61,23 +57,6 @@ uint32_t OpenIfStatByType(IfStatisticsObj &obj, uint32_t storeType, void **iter,
     return 0;
 }
 
-/* Creates an iterating ifm_port_statistics object and its root iterator. Returns 0 or the failing
- * step's code (logged with its label). */
-uint32_t OpenPortStat(PortStatisticsObj &obj, void **iter, const char *createLabel, const char *iterLabel)
-{
-    uint32_t rc = db_create_ifm_port_statistics_obj(DB_MODE_ITERATE, 0, obj.out());
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError(createLabel, rc);
-        return rc;
-    }
-    rc = db_create_root_iter(obj.get(), nullptr, nullptr, iter);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError(iterLabel, rc);
-        return rc;
-    }
-    return 0;
-}
-
 /* Advances until the iterator stops and stores the number of rows passed; true when it stopped at
  * the end of the rows rather than on a failure. */
 bool CountToEnd(void *iter, uint32_t *count)
@@ -90,32 +69,6 @@ bool CountToEnd(void *iter, uint32_t *count)
     }
     *count = n;
     return rc == DB_END_OF_ROWS;
-}
-
-/* Reads up to `count` rows of the open iterator into `records` with `read`. Fewer rows than
- * records is no failure; another iterator failure returns 1, logged with `nextFailed` (one %u) if
- * given. A failed read is logged with `readLabel` and its code returned. */
-template <typename Record>
-uint32_t ListRows(void *obj, void *iter, Record *records, uint32_t count, uint32_t (*read)(void *, Record *),
-                  const char *readLabel, const char *nextFailed)
-{
-    uint32_t rc = db_root_iterator_next(iter);
-    for (uint32_t i = 0; i < count; ++i) {
-        if (!IFM_DbOk(rc)) {
-            if (rc != DB_END_OF_ROWS && nextFailed != nullptr) {
-                MDTLM_WriteLog(IFM_LOG_ERROR, nextFailed, 1u);
-            }
-            return rc == DB_END_OF_ROWS ? 0 : 1;
-        }
-        const uint32_t readRc = read(obj, &records[i]);
-        if (!IFM_DbOk(readRc)) {
-            IFM_LogDbError(readLabel, readRc);
-            return readRc;
-        }
-        rc = db_root_iterator_next(iter);
-    }
-    /* Nothing to fill, or all filled with more rows left: no failure either. */
-    return (count == 0 || IFM_DbOk(rc) || rc == DB_END_OF_ROWS) ? 0 : rc;
 }
 
 /* Reads one field; a failure other than 13044 is logged with its label. */
@@ -143,7 +96,7 @@ uint32_t IFMPlugin_MDTLM_GetIfStatCountByType(uint32_t *count, uint32_t storeTyp
     uint32_t rc = OpenIfStatByType(obj, storeType, &iter, kCountLabels);
     if (rc != 0) {
         *count = 0;
-        return EndCode(rc);
+        return IFM_DbEndCode(rc);
     }
     if (!CountToEnd(iter, count)) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "[IFMPlugin_MDTLM_GetIfStatCountByType]Get next iterator failed, ret = %u ", 1u);
@@ -210,11 +163,11 @@ uint32_t IFMPlugin_MDTLM_GetIfStatBaseInfoByType(IfStatBaseInfo *records, uint32
     void *iter = nullptr;
     uint32_t rc = OpenIfStatByType(obj, storeType, &iter, kListLabels);
     if (rc != 0) {
-        return EndCode(rc);
+        return IFM_DbEndCode(rc);
     }
-    return ListRows(obj.get(), iter, records, count, IFMPlugin_MDTLM_GetIfStatisFormObj,
-                    "[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]IFM_read_if_from_obj",
-                    "[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]Get next iterator failed, ret = %u");
+    return IFM_DbListRows(obj.get(), iter, records, count, IFMPlugin_MDTLM_GetIfStatisFormObj,
+                          "[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]IFM_read_if_from_obj",
+                          "[IFMPlugin_MDTLM_GetIfStatBaseInfoByType]Get next iterator failed, ret = %u");
 }
 
 uint32_t IFMPlugin_MDTLM_GetIfmPortStatCount(uint32_t *count, uint32_t type)
@@ -241,11 +194,12 @@ uint32_t IFMPlugin_MDTLM_GetPhyPortStatCount(uint32_t *count)
     PortStatisticsObj obj;
     void *iter = nullptr;
     const uint32_t rc =
-        OpenPortStat(obj, &iter, "[IFMPlugin_MDTLM_GetPhyPortStatCount]db_create_ifm_port_statistics_obj",
-                     "[IFMPlugin_MDTLM_GetPhyPortStatCount]Create root iterator by filter failed.");
+        IFM_DbOpenRootIter(db_create_ifm_port_statistics_obj, obj, &iter,
+                           "[IFMPlugin_MDTLM_GetPhyPortStatCount]db_create_ifm_port_statistics_obj",
+                           "[IFMPlugin_MDTLM_GetPhyPortStatCount]Create root iterator by filter failed.");
     if (rc != 0) {
         *count = 0;
-        return EndCode(rc);
+        return IFM_DbEndCode(rc);
     }
     return CountToEnd(iter, count) ? 0 : 1;
 }
@@ -255,20 +209,9 @@ uint32_t IFMPlugin_MDTLM_GetTrunkStatCount(uint32_t *count)
     if (count == nullptr) {
         return 1;
     }
-    TrunkObj obj;
-    uint32_t rc = db_create_trunk_obj(DB_MODE_COUNT, 0, obj.out());
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[GetTrunkStatCount]Create TABLE_STATISTICS object", rc);
-        return rc;
-    }
-    uint32_t rows = *count; /* a 13044 leaves the count as it was */
-    rc = db_get_table_record_count(obj.get(), &rows);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[GetTrunkStatCount]db_get_table_record_count", rc);
-        return rc;
-    }
-    *count = rows;
-    return 0;
+    return IFM_DbCountRecords<TrunkObj>(db_create_trunk_obj, count,
+                                        "[GetTrunkStatCount]Create TABLE_STATISTICS object",
+                                        "[GetTrunkStatCount]db_get_table_record_count");
 }
 
 uint32_t IFMPlugin_MDTLM_GetIfmPortStatisFormObj(void *object, IfmPortStatBaseInfo *record)
@@ -295,13 +238,13 @@ uint32_t IFMPlugin_MDTLM_GetPhyPortStatBaseInfo(IfmPortStatBaseInfo *records, ui
     }
     PortStatisticsObj obj;
     void *iter = nullptr;
-    const uint32_t rc =
-        OpenPortStat(obj, &iter, "db_create_if_statistics_obj", "Create root iterator by filter failed.");
+    const uint32_t rc = IFM_DbOpenRootIter(db_create_ifm_port_statistics_obj, obj, &iter,
+                                           "db_create_if_statistics_obj", "Create root iterator by filter failed.");
     if (rc != 0) {
-        return EndCode(rc);
+        return IFM_DbEndCode(rc);
     }
-    return ListRows(obj.get(), iter, records, count, IFMPlugin_MDTLM_GetIfmPortStatisFormObj,
-                    "IFM_read_ifm_port_statistics_from_obj", nullptr);
+    return IFM_DbListRows(obj.get(), iter, records, count, IFMPlugin_MDTLM_GetIfmPortStatisFormObj,
+                          "IFM_read_ifm_port_statistics_from_obj", nullptr);
 }
 
 uint32_t IFMPlugin_MDTLM_GetTrunkBaseInfo(IfmPortStatBaseInfo *records, uint32_t count)
@@ -310,22 +253,16 @@ uint32_t IFMPlugin_MDTLM_GetTrunkBaseInfo(IfmPortStatBaseInfo *records, uint32_t
         return 0;
     }
     TrunkObj obj;
-    uint32_t rc = db_create_trunk_obj(DB_MODE_ITERATE, 0, obj.out());
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[GetTrunkBaseInfo] db_create_trunk_obj", rc);
-        return 0;
-    }
     void *iter = nullptr;
-    rc = db_create_root_iter(obj.get(), nullptr, nullptr, &iter);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[GetTrunkBaseInfo] db_create_root_iter", rc);
+    if (IFM_DbOpenRootIter(db_create_trunk_obj, obj, &iter, "[GetTrunkBaseInfo] db_create_trunk_obj",
+                           "[GetTrunkBaseInfo] db_create_root_iter") != 0) {
         return 0;
     }
     for (uint32_t i = 0; i < count; ++i) {
         if (!IFM_DbOk(db_root_iterator_next(iter))) {
             break;
         }
-        rc = db_get_trunk_trunk_if_index(obj.get(), &records[i].ifIndex);
+        const uint32_t rc = db_get_trunk_trunk_if_index(obj.get(), &records[i].ifIndex);
         if (!IFM_DbOk(rc)) {
             IFM_LogDbError("[GetTrunkBaseInfo] db_get_trunk_trunk_if_index", rc);
             break;

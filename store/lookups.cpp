@@ -2,8 +2,7 @@
  * and the management table's actual-to-logical index mapping. Each call reads the store anew and
  * keeps nothing between calls. */
 #include "runtime/frm_buffer.h"
-#include "runtime/runtime.h"
-#include "store/store.h"
+#include "store/db_access.h"
 
 namespace {
 
@@ -70,6 +69,9 @@ uint32_t ReadIfAttribute(const IfAttrRead &how, uint32_t ifIndex, uint32_t (*get
     }
     return 0;
 }
+
+/* One if_mgnt row's sp_rootsup value. */
+uint32_t ReadIfMgntRow(void *obj, IfMgntRootSup *record) { return db_get_if_mgnt_sp_rootsup(obj, record); }
 
 } // namespace
 
@@ -186,20 +188,12 @@ uint32_t IFMPlugin_GetIfMgntCount(int32_t *count)
     if (count == nullptr) {
         return 1;
     }
-    IfMgntObj obj;
-    uint32_t rc = db_create_if_mgnt_obj(DB_MODE_COUNT, 0, obj.out());
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFMPlugin_GetIfMgntCount]Create scan object", rc);
-        return rc;
-    }
     uint32_t rows = static_cast<uint32_t>(*count);
-    rc = db_get_table_record_count(obj.get(), &rows);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFMPlugin_GetIfMgntCount]get_record_count", rc);
-        return rc;
-    }
+    const uint32_t rc = IFM_DbCountRecords<IfMgntObj>(db_create_if_mgnt_obj, &rows,
+                                                      "[IFMPlugin_GetIfMgntCount]Create scan object",
+                                                      "[IFMPlugin_GetIfMgntCount]get_record_count");
     *count = static_cast<int32_t>(rows);
-    return 0;
+    return rc;
 }
 
 uint32_t IFMPlugin_GetIfMgntAll(IfMgntRootSup *records, uint32_t count)
@@ -208,37 +202,15 @@ uint32_t IFMPlugin_GetIfMgntAll(IfMgntRootSup *records, uint32_t count)
         return 1;
     }
     IfMgntObj obj;
-    uint32_t rc = db_create_if_mgnt_obj(DB_MODE_ITERATE, 0, obj.out());
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFMPlugin_GetIfMgntAll] Create if object", rc);
-        return rc == DB_END_OF_ROWS ? 0 : rc;
-    }
     void *iter = nullptr;
-    rc = db_create_root_iter(obj.get(), nullptr, nullptr, &iter);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFMPlugin_GetIfMgntAll] db_create_root_iterator", rc);
-        return rc == DB_END_OF_ROWS ? 0 : rc;
+    const uint32_t rc =
+        IFM_DbOpenRootIter(db_create_if_mgnt_obj, obj, &iter, "[IFMPlugin_GetIfMgntAll] Create if object",
+                           "[IFMPlugin_GetIfMgntAll] db_create_root_iterator");
+    if (rc != 0) {
+        return IFM_DbEndCode(rc);
     }
-    rc = db_root_iterator_next(iter);
-    if (count == 0) {
-        return 0;
-    }
-    uint32_t filled = 0;
-    for (;;) {
-        if (!IFM_DbOk(rc)) {
-            return rc == DB_END_OF_ROWS ? 0 : 1;
-        }
-        const uint32_t got = db_get_if_mgnt_sp_rootsup(obj.get(), &records[filled]);
-        if (!IFM_DbOk(got)) {
-            IFM_LogDbError("[IFMPlugin_GetIfMgntAll]read_if_mgnt_from_obj", got);
-            return got;
-        }
-        ++filled;
-        rc = db_root_iterator_next(iter);
-        if (filled == count) {
-            return (IFM_DbOk(rc) || rc == DB_END_OF_ROWS) ? 0 : rc;
-        }
-    }
+    return IFM_DbListRows(obj.get(), iter, records, count, ReadIfMgntRow,
+                          "[IFMPlugin_GetIfMgntAll]read_if_mgnt_from_obj", nullptr);
 }
 
 uint32_t IFMPlugin_GetMethLogIfindexByActIfindex(uint32_t *ifIndex)
