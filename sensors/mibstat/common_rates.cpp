@@ -10,16 +10,6 @@ namespace {
 /* The interface type whose five extra counters are copied from the row's ipv4/ipv6 columns. */
 constexpr uint32_t IFM_IFTYPE_COMMON_EXTRAS = 14u;
 
-/* The 13 counter slots that the trunk sums add and the result takes from the current record; the
- * four rate slots are not among them. */
-constexpr uint64_t IfmCommonView::*kCommonCounters[] = {
-    &IfmCommonView::sendBytes,           &IfmCommonView::receiveBytes,          &IfmCommonView::receivePackets,
-    &IfmCommonView::sendPackets,         &IfmCommonView::receiveMulticastPackets, &IfmCommonView::sendMulticastPackets,
-    &IfmCommonView::receiveBoardPackets, &IfmCommonView::sendBoardPackets,      &IfmCommonView::receiveUnicastPackets,
-    &IfmCommonView::sendUnicastPackets,  &IfmCommonView::sendDropPackets,       &IfmCommonView::receiveErrorPackets,
-    &IfmCommonView::receiveDropPackets,
-};
-
 } // namespace
 
 uint32_t IFMPlugin_MDTLM_ReadCommonIfStatForPortHelper(uint32_t ifIndex, IfmTlmMibIfStatData *record,
@@ -82,8 +72,8 @@ void IFMPlugin_MDTLM_AddTwoCommonStatForCur(IfmTlmMibIfStatData *dst, const IfmT
     if (dst == nullptr || src == nullptr) {
         return;
     }
-    for (uint64_t IfmCommonView::*c : kCommonCounters) {
-        dst->common.*c += src->common.*c;
+    for (const IfmPortSlot<IfmCommonView> &s : g_ifmCommonSlots) {
+        dst->common.*s.slot += src->common.*s.slot;
     }
 }
 
@@ -138,8 +128,8 @@ void IFMPlugin_MDTLM_SubCommonIfStatData(IfmTlmMibIfStatData *record, const IfmT
     IfmCommonView &r = record->common;
     const IfmCommonView &c = cur->common;
     const IfmCommonView &b = before->common;
-    for (uint64_t IfmCommonView::*k : kCommonCounters) {
-        r.*k = c.*k;
+    for (const IfmPortSlot<IfmCommonView> &s : g_ifmCommonSlots) {
+        r.*s.slot = c.*s.slot;
     }
 
     const uint64_t interval = before->flowStatInterval;

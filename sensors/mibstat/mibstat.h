@@ -66,6 +66,30 @@ struct IfmTlmMibIfStatData {
 static_assert(sizeof(IfmTlmMibIfStatData) - offsetof(IfmTlmMibIfStatData, slots) == IFM_MIBSTAT_SAMPLE_SIZE,
               "the cache payload is the 17 slots and the two use rates");
 
+/* A counter slot of a record view and the port counter it is made from. */
+template <typename View> struct IfmPortSlot {
+    uint64_t View::*slot;
+    uint64_t PortIfStatiData::*port;
+};
+
+/* The 13 common-statistics counter slots (the rates aside), which trunk sums add, with the port
+ * counters they are made from. */
+inline constexpr IfmPortSlot<IfmCommonView> g_ifmCommonSlots[] = {
+    {&IfmCommonView::sendBytes, &PortIfStatiData::outBytes},
+    {&IfmCommonView::receiveBytes, &PortIfStatiData::inBytes},
+    {&IfmCommonView::receivePackets, &PortIfStatiData::inPackets},
+    {&IfmCommonView::sendPackets, &PortIfStatiData::outPackets},
+    {&IfmCommonView::receiveMulticastPackets, &PortIfStatiData::inMcastPackets},
+    {&IfmCommonView::sendMulticastPackets, &PortIfStatiData::outMcastPackets},
+    {&IfmCommonView::receiveBoardPackets, &PortIfStatiData::inBcastPackets},
+    {&IfmCommonView::sendBoardPackets, &PortIfStatiData::outBcastPackets},
+    {&IfmCommonView::receiveUnicastPackets, &PortIfStatiData::inUcastPackets},
+    {&IfmCommonView::sendUnicastPackets, &PortIfStatiData::outUcastPackets},
+    {&IfmCommonView::sendDropPackets, &PortIfStatiData::outDiscardPkts},
+    {&IfmCommonView::receiveErrorPackets, &PortIfStatiData::inErrors},
+    {&IfmCommonView::receiveDropPackets, &PortIfStatiData::inDiscardPkts},
+};
+
 #define IFM_MIBSTAT_CHUNK 50u
 #define MIB_LINE_OVERHEAD_BYTES 20u
 #define REPORT_DELAY_US 2000000ull

@@ -51,6 +51,31 @@ inline uint64_t IFM_Interpolate(double ratio, uint64_t a, uint64_t b)
     return a + IFM_DoubleToU64(ratio * static_cast<double>(b - a));
 }
 
+/* The 14 mib-statistics slots, in view order. */
+constexpr IfmPortSlot<IfmMibView> kMibSlots[] = {
+    {&IfmMibView::receiveBytes, &PortIfStatiData::inBytes},
+    {&IfmMibView::sendBytes, &PortIfStatiData::outBytes},
+    {&IfmMibView::receivePackets, &PortIfStatiData::inPackets},
+    {&IfmMibView::sendPackets, &PortIfStatiData::outPackets},
+    {&IfmMibView::receiveUnicastPackets, &PortIfStatiData::inUcastPackets},
+    {&IfmMibView::receiveMulticastPackets, &PortIfStatiData::inMcastPackets},
+    {&IfmMibView::receiveBoardPackets, &PortIfStatiData::inBcastPackets},
+    {&IfmMibView::sendUnicastPackets, &PortIfStatiData::outUcastPackets},
+    {&IfmMibView::sendMulticastPackets, &PortIfStatiData::outMcastPackets},
+    {&IfmMibView::sendBoardPackets, &PortIfStatiData::outBcastPackets},
+    {&IfmMibView::receiveErrorPackets, &PortIfStatiData::inErrors},
+    {&IfmMibView::receiveDropPackets, &PortIfStatiData::inDiscardPkts},
+    {&IfmMibView::sendErrorPackets, &PortIfStatiData::outErrors},
+    {&IfmMibView::sendDropPackets, &PortIfStatiData::outDiscardPkts},
+};
+
+/* Byte counts include the line overhead of every packet counted beside them. */
+template <typename View> void IFM_AddLineOverhead(View &v)
+{
+    v.receiveBytes += MIB_LINE_OVERHEAD_BYTES * v.receivePackets;
+    v.sendBytes += MIB_LINE_OVERHEAD_BYTES * v.sendPackets;
+}
+
 } // namespace
 
 const IfmPortStatEntry g_ZorIfmPortStat[4] = {
@@ -77,21 +102,10 @@ void IFMPlugin_MDTLM_FillPhyIfmPortStatLatestData(const PortIfStatiData *latest,
     if (latest == nullptr || record == nullptr) {
         return;
     }
-    IfmMibView &m = record->mib;
-    m.receivePackets = latest->inPackets;
-    m.sendPackets = latest->outPackets;
-    m.receiveBytes = latest->inBytes + MIB_LINE_OVERHEAD_BYTES * latest->inPackets;
-    m.sendBytes = latest->outBytes + MIB_LINE_OVERHEAD_BYTES * latest->outPackets;
-    m.receiveUnicastPackets = latest->inUcastPackets;
-    m.receiveMulticastPackets = latest->inMcastPackets;
-    m.receiveBoardPackets = latest->inBcastPackets;
-    m.sendUnicastPackets = latest->outUcastPackets;
-    m.sendMulticastPackets = latest->outMcastPackets;
-    m.sendBoardPackets = latest->outBcastPackets;
-    m.receiveErrorPackets = latest->inErrors;
-    m.receiveDropPackets = latest->inDiscardPkts;
-    m.sendErrorPackets = latest->outErrors;
-    m.sendDropPackets = latest->outDiscardPkts;
+    for (const IfmPortSlot<IfmMibView> &s : kMibSlots) {
+        record->mib.*s.slot = latest->*s.port;
+    }
+    IFM_AddLineOverhead(record->mib);
 }
 
 void IFMPlugin_MDTLM_Delay2sCalPhyIfmPortStat(uint64_t target, const PortIfStatiData *a, const PortIfStatiData *b,
@@ -105,20 +119,10 @@ void IFMPlugin_MDTLM_Delay2sCalPhyIfmPortStat(uint64_t target, const PortIfStati
         static_cast<double>(target - a->timestampCollCur) / static_cast<double>(b->timestampCollCur - a->timestampCollCur);
 
     IfmMibView &m = record->mib;
-    m.receivePackets = IFM_Interpolate(ratio, a->inPackets, b->inPackets);
-    m.sendPackets = IFM_Interpolate(ratio, a->outPackets, b->outPackets);
-    m.receiveBytes = IFM_Interpolate(ratio, a->inBytes, b->inBytes) + MIB_LINE_OVERHEAD_BYTES * m.receivePackets;
-    m.sendBytes = IFM_Interpolate(ratio, a->outBytes, b->outBytes) + MIB_LINE_OVERHEAD_BYTES * m.sendPackets;
-    m.receiveUnicastPackets = IFM_Interpolate(ratio, a->inUcastPackets, b->inUcastPackets);
-    m.receiveMulticastPackets = IFM_Interpolate(ratio, a->inMcastPackets, b->inMcastPackets);
-    m.receiveBoardPackets = IFM_Interpolate(ratio, a->inBcastPackets, b->inBcastPackets);
-    m.sendUnicastPackets = IFM_Interpolate(ratio, a->outUcastPackets, b->outUcastPackets);
-    m.sendMulticastPackets = IFM_Interpolate(ratio, a->outMcastPackets, b->outMcastPackets);
-    m.sendBoardPackets = IFM_Interpolate(ratio, a->outBcastPackets, b->outBcastPackets);
-    m.receiveErrorPackets = IFM_Interpolate(ratio, a->inErrors, b->inErrors);
-    m.receiveDropPackets = IFM_Interpolate(ratio, a->inDiscardPkts, b->inDiscardPkts);
-    m.sendErrorPackets = IFM_Interpolate(ratio, a->outErrors, b->outErrors);
-    m.sendDropPackets = IFM_Interpolate(ratio, a->outDiscardPkts, b->outDiscardPkts);
+    for (const IfmPortSlot<IfmMibView> &s : kMibSlots) {
+        m.*s.slot = IFM_Interpolate(ratio, a->*s.port, b->*s.port);
+    }
+    IFM_AddLineOverhead(m);
 
     MDTLM_WriteLog(IFM_LOG_INFO,
                    "Delay2sCalPhyIfmPortStat ifIndex:%u, ratio:%lf,inPkts(%llu:%llu:%llu:%llu) "
@@ -198,20 +202,9 @@ void IFMPlugin_MDTLM_AddTwoMibIfStat(IfmMibView *dst, const IfmMibView *src)
     if (dst == nullptr || src == nullptr) {
         return;
     }
-    dst->receiveBytes += src->receiveBytes;
-    dst->sendBytes += src->sendBytes;
-    dst->receivePackets += src->receivePackets;
-    dst->sendPackets += src->sendPackets;
-    dst->receiveUnicastPackets += src->receiveUnicastPackets;
-    dst->receiveMulticastPackets += src->receiveMulticastPackets;
-    dst->receiveBoardPackets += src->receiveBoardPackets;
-    dst->sendUnicastPackets += src->sendUnicastPackets;
-    dst->sendMulticastPackets += src->sendMulticastPackets;
-    dst->sendBoardPackets += src->sendBoardPackets;
-    dst->receiveErrorPackets += src->receiveErrorPackets;
-    dst->receiveDropPackets += src->receiveDropPackets;
-    dst->sendErrorPackets += src->sendErrorPackets;
-    dst->sendDropPackets += src->sendDropPackets;
+    for (const IfmPortSlot<IfmMibView> &s : kMibSlots) {
+        dst->*s.slot += src->*s.slot;
+    }
 }
 
 uint32_t IFMPlugin_MDTLM_ReadMibTrunkIfmPortStat(IfmTlmMibIfStatData *record)
@@ -261,19 +254,10 @@ uint32_t IFMPlugin_MDTLM_SubCommonIfmPortStatData(IfmTlmMibIfStatData *record, c
         return 1;
     }
     IfmCommonView &c = record->common;
-    c.sendBytes = cur->outBytes + MIB_LINE_OVERHEAD_BYTES * cur->outPackets;
-    c.receiveBytes = cur->inBytes + MIB_LINE_OVERHEAD_BYTES * cur->inPackets;
-    c.receivePackets = cur->inPackets;
-    c.sendPackets = cur->outPackets;
-    c.receiveMulticastPackets = cur->inMcastPackets;
-    c.sendMulticastPackets = cur->outMcastPackets;
-    c.receiveBoardPackets = cur->inBcastPackets;
-    c.sendBoardPackets = cur->outBcastPackets;
-    c.receiveUnicastPackets = cur->inUcastPackets;
-    c.sendUnicastPackets = cur->outUcastPackets;
-    c.sendDropPackets = cur->outDiscardPkts;
-    c.receiveErrorPackets = cur->inErrors;
-    c.receiveDropPackets = cur->inDiscardPkts;
+    for (const IfmPortSlot<IfmCommonView> &s : g_ifmCommonSlots) {
+        c.*s.slot = cur->*s.port;
+    }
+    IFM_AddLineOverhead(c);
 
     const uint64_t interval = before->flowStatInterval;
     if (interval != 0) {
@@ -338,19 +322,9 @@ void IFMPlugin_MDTLM_AddTwoIfmPortStat(PortIfStatiData *dst, const PortIfStatiDa
     if (dst == nullptr || src == nullptr) {
         return;
     }
-    dst->inBytes += src->inBytes;
-    dst->outBytes += src->outBytes;
-    dst->inPackets += src->inPackets;
-    dst->outPackets += src->outPackets;
-    dst->inErrors += src->inErrors;
-    dst->inDiscardPkts += src->inDiscardPkts;
-    dst->outDiscardPkts += src->outDiscardPkts;
-    dst->inBcastPackets += src->inBcastPackets;
-    dst->outBcastPackets += src->outBcastPackets;
-    dst->inUcastPackets += src->inUcastPackets;
-    dst->outUcastPackets += src->outUcastPackets;
-    dst->inMcastPackets += src->inMcastPackets;
-    dst->outMcastPackets += src->outMcastPackets;
+    for (const IfmPortSlot<IfmCommonView> &s : g_ifmCommonSlots) {
+        dst->*s.port += src->*s.port;
+    }
 }
 
 uint32_t IFMPlugin_MDTLM_ReadTrunkIfmPortStatCore(PortIfStatiData *cur, PortIfStatiData *before)
