@@ -78,8 +78,8 @@ LogState &Log()
 
 // ---- Operation table, registry, device -----------------------------------------------------
 
+// Guarded by g_frmMu; ResetAll assigns a fresh one.
 struct FrameworkState {
-    std::mutex mu;
     standin::RegHandler reg;
     standin::UploadHandler upload;
     uint32_t vtblResult = 0;
@@ -88,6 +88,8 @@ struct FrameworkState {
     uint32_t boardType = 6;
     uint32_t boardResult = 0;
 };
+
+std::mutex g_frmMu;
 
 FrameworkState &Frm()
 {
@@ -99,7 +101,7 @@ uint32_t RegXpathSlot(uint32_t moduleId, const char *path, const TlmSensorReg *r
 {
     standin::RegHandler handler;
     {
-        std::lock_guard<std::mutex> lock(Frm().mu);
+        std::lock_guard<std::mutex> lock(g_frmMu);
         handler = Frm().reg;
     }
     return handler ? handler(moduleId, path, reg) : 0;
@@ -109,13 +111,14 @@ uint32_t UploadDataSlot(uint32_t moduleId, const SampleData *sample)
 {
     standin::UploadHandler handler;
     {
-        std::lock_guard<std::mutex> lock(Frm().mu);
+        std::lock_guard<std::mutex> lock(g_frmMu);
         handler = Frm().upload;
     }
     return handler ? handler(moduleId, sample) : 0;
 }
 
-MdTlmFrmVtbl g_table = {nullptr, nullptr, nullptr, RegXpathSlot, UploadDataSlot};
+constexpr MdTlmFrmVtbl kDefaultTable = {nullptr, nullptr, nullptr, RegXpathSlot, UploadDataSlot};
+MdTlmFrmVtbl g_table = kDefaultTable;
 
 } // namespace
 
@@ -216,7 +219,7 @@ extern "C" void MDTLM_WriteLog(uint32_t level, const char *format, ...)
 extern "C" uint32_t COMP_GetVTable(uint32_t compId, uint32_t vtblId, void **table)
 {
     FrameworkState &f = Frm();
-    std::lock_guard<std::mutex> lock(f.mu);
+    std::lock_guard<std::mutex> lock(g_frmMu);
     f.lastCompId = compId;
     f.lastVtblId = vtblId;
     if (f.vtblResult != 0) {
@@ -232,7 +235,7 @@ extern "C" uint32_t COMP_GetVTable(uint32_t compId, uint32_t vtblId, void **tabl
 extern "C" uint32_t DEVM_GetSelfBoardType(uint32_t *boardType)
 {
     FrameworkState &f = Frm();
-    std::lock_guard<std::mutex> lock(f.mu);
+    std::lock_guard<std::mutex> lock(g_frmMu);
     if (f.boardResult != 0) {
         return f.boardResult;
     }
@@ -345,13 +348,13 @@ size_t CountLogContaining(const std::string &part)
 
 void SetRegHandler(RegHandler handler)
 {
-    std::lock_guard<std::mutex> lock(Frm().mu);
+    std::lock_guard<std::mutex> lock(g_frmMu);
     Frm().reg = std::move(handler);
 }
 
 void SetUploadHandler(UploadHandler handler)
 {
-    std::lock_guard<std::mutex> lock(Frm().mu);
+    std::lock_guard<std::mutex> lock(g_frmMu);
     Frm().upload = std::move(handler);
 }
 
@@ -362,42 +365,35 @@ MdTlmFrmVtbl *FrameworkTable()
 
 void SetVTableResult(uint32_t rc)
 {
-    std::lock_guard<std::mutex> lock(Frm().mu);
+    std::lock_guard<std::mutex> lock(g_frmMu);
     Frm().vtblResult = rc;
 }
 
 void SetBoardType(uint32_t boardType, uint32_t rc)
 {
-    std::lock_guard<std::mutex> lock(Frm().mu);
+    std::lock_guard<std::mutex> lock(g_frmMu);
     Frm().boardType = boardType;
     Frm().boardResult = rc;
 }
 
 uint32_t LastVTableCompId()
 {
-    std::lock_guard<std::mutex> lock(Frm().mu);
+    std::lock_guard<std::mutex> lock(g_frmMu);
     return Frm().lastCompId;
 }
 
 uint32_t LastVTableVtblId()
 {
-    std::lock_guard<std::mutex> lock(Frm().mu);
+    std::lock_guard<std::mutex> lock(g_frmMu);
     return Frm().lastVtblId;
 }
 
 void ResetAll()
 {
     {
-        std::lock_guard<std::mutex> lock(Frm().mu);
-        FrameworkState &f = Frm();
-        f.reg = nullptr;
-        f.upload = nullptr;
-        f.vtblResult = 0;
-        f.lastCompId = 0;
-        f.lastVtblId = 0;
-        f.boardType = 6;
-        f.boardResult = 0;
-        g_table = MdTlmFrmVtbl{nullptr, nullptr, nullptr, RegXpathSlot, UploadDataSlot};
+        std::lock_guard<std::mutex> lock(g_frmMu);
+        Frm() = FrameworkState{};
+        g_table = kDefaultTable;
     }
     // Outstanding buffers stay as they are so that leak checks by difference keep working.
     ClearAllocFaults();

@@ -44,7 +44,6 @@ struct HashTable {
     std::vector<std::vector<Entry>> buckets;
 };
 
-std::atomic<uint64_t> g_liveTables{0};
 std::atomic<uint64_t> g_liveElements{0};
 std::atomic<uint64_t> g_compares{0};
 
@@ -122,7 +121,6 @@ extern "C" void *LITE_HASH_CreateWithLock(uint32_t flags, uint32_t elemSize, uin
         std::lock_guard<std::mutex> lock(g_allTablesMu);
         g_allTables->push_back(t);
     }
-    g_liveTables.fetch_add(1);
     return t;
 }
 
@@ -225,7 +223,8 @@ namespace standin {
 
 uint64_t LiveHashTables()
 {
-    return g_liveTables.load();
+    std::lock_guard<std::mutex> lock(g_allTablesMu);
+    return g_allTables->size();
 }
 
 uint64_t LiveHashElements()

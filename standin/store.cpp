@@ -13,6 +13,7 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <tuple>
 #include <vector>
 
 #include "standin/standin.h"
@@ -176,18 +177,8 @@ public:
 
     uint32_t Find(uint32_t key) const
     {
-        if (used_ == 0) {
-            return kNone;
-        }
-        for (uint32_t i = Home(key);; i = (i + 1) & mask_) {
-            const Entry &e = entries_[i];
-            if (e.slotPlus1 == 0) {
-                return kNone;
-            }
-            if (e.key == key) {
-                return e.slotPlus1 - 1;
-            }
-        }
+        const uint32_t i = Position(key);
+        return i == kNone ? kNone : entries_[i].slotPlus1 - 1;
     }
     // The key must not be present.
     void Insert(uint32_t key, uint32_t slot)
@@ -202,20 +193,14 @@ public:
         entries_[i] = Entry{key, slot + 1};
         ++used_;
     }
-    bool Erase(uint32_t key)
+    // Removes the key and returns the slot it named (kNone when absent).
+    uint32_t Erase(uint32_t key)
     {
-        if (used_ == 0) {
-            return false;
+        uint32_t i = Position(key);
+        if (i == kNone) {
+            return kNone;
         }
-        uint32_t i = Home(key);
-        for (; entries_[i].key != key; i = (i + 1) & mask_) {
-            if (entries_[i].slotPlus1 == 0) {
-                return false;
-            }
-        }
-        if (entries_[i].slotPlus1 == 0) {
-            return false;
-        }
+        const uint32_t slot = entries_[i].slotPlus1 - 1;
         // Move back every later entry of the run whose home is not between the hole and itself.
         for (uint32_t j = (i + 1) & mask_; entries_[j].slotPlus1 != 0; j = (j + 1) & mask_) {
             const uint32_t home = Home(entries_[j].key);
@@ -226,7 +211,7 @@ public:
         }
         entries_[i] = Entry{};
         --used_;
-        return true;
+        return slot;
     }
     void Clear()
     {
@@ -241,6 +226,22 @@ private:
         uint32_t key;
         uint32_t slotPlus1; // 0: empty
     };
+    // Position of the key's entry, or kNone.
+    uint32_t Position(uint32_t key) const
+    {
+        if (used_ == 0) {
+            return kNone;
+        }
+        for (uint32_t i = Home(key);; i = (i + 1) & mask_) {
+            const Entry &e = entries_[i];
+            if (e.slotPlus1 == 0) {
+                return kNone;
+            }
+            if (e.key == key) {
+                return i;
+            }
+        }
+    }
     uint32_t Home(uint32_t key) const
     {
         return static_cast<uint32_t>((key * 0x9E3779B97F4A7C15ull) >> shift_) & mask_;
@@ -272,6 +273,7 @@ private:
 // (possibly large, cold) row.
 template <class Row>
 struct Table {
+    using RowType = Row;
     static constexpr uint32_t kChunkRows = 64;
 
     std::vector<std::unique_ptr<Row[]>> chunks;
@@ -310,14 +312,13 @@ struct Table {
     }
     bool Remove(uint32_t key)
     {
-        const uint32_t slot = index.Find(key);
+        const uint32_t slot = index.Erase(key);
         if (slot == KeyIndex::kNone) {
             return false;
         }
         serials[slot] = 0;
         ++g_epoch;
         RowAt(slot) = Row{}; // release what the row owns (names, member lists)
-        index.Erase(key);
         --live;
         return true;
     }
@@ -336,15 +337,10 @@ struct Table {
     }
 };
 
-struct Tables {
-    Table<IfStatRow> if_statistics;
-    Table<PortStatRow> ifm_port_statistics;
-    Table<IfRow> if_;
-    Table<IfMgntRow> if_mgnt;
-    Table<TrunkRow> trunk;
-    Table<TrunkMemberRow> trunk_member;
-    Table<SysIntervalRow> sys_statistics_interval;
-};
+// The tables in the order of DB_TABLES, so that a table id is their index.
+using Tables = std::tuple<Table<IfStatRow>, Table<PortStatRow>, Table<IfRow>, Table<IfMgntRow>, Table<TrunkRow>,
+                          Table<TrunkMemberRow>, Table<SysIntervalRow>>;
+static_assert(std::tuple_size<Tables>::value == TB_COUNT, "one table per table id");
 
 Tables &Db()
 {
@@ -352,43 +348,14 @@ Tables &Db()
     return tables;
 }
 
-template <TableId>
-struct Traits;
-template <>
-struct Traits<TB_if_statistics> {
-    using Row = IfStatRow;
-    static Table<Row> &Get() { return Db().if_statistics; }
-};
-template <>
-struct Traits<TB_ifm_port_statistics> {
-    using Row = PortStatRow;
-    static Table<Row> &Get() { return Db().ifm_port_statistics; }
-};
-template <>
-struct Traits<TB_if> {
-    using Row = IfRow;
-    static Table<Row> &Get() { return Db().if_; }
-};
-template <>
-struct Traits<TB_if_mgnt> {
-    using Row = IfMgntRow;
-    static Table<Row> &Get() { return Db().if_mgnt; }
-};
-template <>
-struct Traits<TB_trunk> {
-    using Row = TrunkRow;
-    static Table<Row> &Get() { return Db().trunk; }
-};
-template <>
-struct Traits<TB_trunk_member> {
-    using Row = TrunkMemberRow;
-    static Table<Row> &Get() { return Db().trunk_member; }
-};
-template <>
-struct Traits<TB_sys_statistics_interval> {
-    using Row = SysIntervalRow;
-    static Table<Row> &Get() { return Db().sys_statistics_interval; }
-};
+template <TableId T>
+std::tuple_element_t<T, Tables> &TableOf()
+{
+    return std::get<T>(Db());
+}
+
+template <TableId T>
+using RowOf = typename std::tuple_element_t<T, Tables>::RowType;
 
 // Calls f(table) with the table of this id.
 template <class F>
@@ -397,7 +364,7 @@ uint32_t WithTable(TableId id, F &&f)
     switch (id) {
 #define TB_CASE(t) \
     case TB_##t:   \
-        return f(Traits<TB_##t>::Get());
+        return f(TableOf<TB_##t>());
         DB_TABLES(TB_CASE)
 #undef TB_CASE
     default:
@@ -497,7 +464,6 @@ uint32_t CreateObj(TableId table, uint32_t mode, void **obj)
     o->table = table;
     o->mode = mode;
     o->loaded = false;
-    ++g_epoch;
     o->slot = 0;
     o->serial = 0;
     o->row = nullptr;
@@ -525,7 +491,6 @@ uint32_t ReleaseObj(TableId table, void *p)
         n->magic = 0;
         g_nodes.Give(n);
     }
-    o->nodes.clear();
     o->magic = 0;
     g_objects.Give(o);
     --g_liveObjects;
@@ -534,16 +499,16 @@ uint32_t ReleaseObj(TableId table, void *p)
 
 // The row loaded in an object of table T, or null when none is loaded or it has been removed.
 template <TableId T>
-const typename Traits<T>::Row *LoadedRow(void *p)
+const RowOf<T> *LoadedRow(void *p)
 {
     const DbObj *o = AsObj(p);
     if (o == nullptr || o->table != T || !o->loaded) {
         return nullptr;
     }
     if (o->epoch == g_epoch) {
-        return static_cast<const typename Traits<T>::Row *>(o->row);
+        return static_cast<const RowOf<T> *>(o->row);
     }
-    return Traits<T>::Get().At(o->slot, o->serial);
+    return TableOf<T>().At(o->slot, o->serial);
 }
 
 template <class Row>
@@ -935,101 +900,94 @@ namespace store {
 
 void Reset()
 {
-    Tables &db = Db();
-    db.if_statistics.Clear();
-    db.ifm_port_statistics.Clear();
-    db.if_.Clear();
-    db.if_mgnt.Clear();
-    db.trunk.Clear();
-    db.trunk_member.Clear();
-    db.sys_statistics_interval.Clear();
+    std::apply([](auto &...tables) { (tables.Clear(), ...); }, Db());
     ClearFaults();
     ResetCallCounts();
 }
 
 void PutIfStat(const IfStatRow &row)
 {
-    Db().if_statistics.Put(row.ifindex, row);
+    TableOf<TB_if_statistics>().Put(row.ifindex, row);
 }
 
 IfStatRow *FindIfStat(uint32_t ifindex)
 {
-    return Db().if_statistics.Find(ifindex);
+    return TableOf<TB_if_statistics>().Find(ifindex);
 }
 
 bool RemoveIfStat(uint32_t ifindex)
 {
-    return Db().if_statistics.Remove(ifindex);
+    return TableOf<TB_if_statistics>().Remove(ifindex);
 }
 
 void PutPortStat(const PortStatRow &row)
 {
-    Db().ifm_port_statistics.Put(row.ifindex, row);
+    TableOf<TB_ifm_port_statistics>().Put(row.ifindex, row);
 }
 
 PortStatRow *FindPortStat(uint32_t ifindex)
 {
-    return Db().ifm_port_statistics.Find(ifindex);
+    return TableOf<TB_ifm_port_statistics>().Find(ifindex);
 }
 
 bool RemovePortStat(uint32_t ifindex)
 {
-    return Db().ifm_port_statistics.Remove(ifindex);
+    return TableOf<TB_ifm_port_statistics>().Remove(ifindex);
 }
 
 void PutIf(const IfRow &row)
 {
-    Db().if_.Put(row.ifindex, row);
+    TableOf<TB_if>().Put(row.ifindex, row);
 }
 
 IfRow *FindIf(uint32_t ifindex)
 {
-    return Db().if_.Find(ifindex);
+    return TableOf<TB_if>().Find(ifindex);
 }
 
 bool RemoveIf(uint32_t ifindex)
 {
-    return Db().if_.Remove(ifindex);
+    return TableOf<TB_if>().Remove(ifindex);
 }
 
 void AddTrunk(uint32_t trunkIfIndex)
 {
-    Db().trunk.Put(trunkIfIndex, TrunkRow{trunkIfIndex});
+    TableOf<TB_trunk>().Put(trunkIfIndex, TrunkRow{trunkIfIndex});
 }
 
 bool RemoveTrunk(uint32_t trunkIfIndex)
 {
-    return Db().trunk.Remove(trunkIfIndex);
+    return TableOf<TB_trunk>().Remove(trunkIfIndex);
 }
 
 void SetTrunkMembers(uint32_t trunkIfIndex, const std::vector<uint32_t> &members)
 {
-    Db().trunk_member.Put(trunkIfIndex, TrunkMemberRow{members});
+    TableOf<TB_trunk_member>().Put(trunkIfIndex, TrunkMemberRow{members});
 }
 
 bool RemoveTrunkMembers(uint32_t trunkIfIndex)
 {
-    return Db().trunk_member.Remove(trunkIfIndex);
+    return TableOf<TB_trunk_member>().Remove(trunkIfIndex);
 }
 
 void AddIfMgnt(const IfMgntRow &row)
 {
-    Db().if_mgnt.Append(row);
+    TableOf<TB_if_mgnt>().Append(row);
 }
 
 void ClearIfMgnt()
 {
-    Db().if_mgnt.Clear();
+    TableOf<TB_if_mgnt>().Clear();
 }
 
 void SetSysFlowInterval(uint32_t seconds)
 {
-    Db().sys_statistics_interval.Put(0, SysIntervalRow{seconds});
+    TableOf<TB_sys_statistics_interval>().Put(0, SysIntervalRow{seconds});
 }
 
 void RemoveSysFlowInterval()
 {
-    Db().sys_statistics_interval.Remove(0);
+    TableOf<TB_sys_statistics_interval>().Remove(0);
 }
 
 void InjectFault(const std::string &function, uint32_t code, uint64_t nth, bool every)
