@@ -134,6 +134,16 @@ void SplitNumber(const std::string &text, std::string &number, std::string &suff
     suffix = text.substr(i);
 }
 
+// number × scale rounded, refused when it does not fit in 64 bits.
+uint64_t Scaled(const std::string &number, double scale, const std::string &tooLarge)
+{
+    const double value = ParseDecimal(number) * scale;
+    if (value >= 1.8e19) {
+        throw std::invalid_argument(tooLarge);
+    }
+    return static_cast<uint64_t>(std::llround(value));
+}
+
 } // namespace
 
 uint64_t ParseBitRate(const std::string &text)
@@ -161,11 +171,7 @@ uint64_t ParseBitRate(const std::string &text)
     } else {
         throw std::invalid_argument("not a bit rate: " + text);
     }
-    const double value = ParseDecimal(number) * scale;
-    if (value >= 1.8e19) {
-        throw std::invalid_argument("bit rate too large: " + text);
-    }
-    return static_cast<uint64_t>(std::llround(value));
+    return Scaled(number, scale, "bit rate too large: " + text);
 }
 
 uint64_t ParseDurationMs(const std::string &text)
@@ -185,11 +191,7 @@ uint64_t ParseDurationMs(const std::string &text)
     } else {
         throw std::invalid_argument("not a duration: " + text);
     }
-    const double value = ParseDecimal(number) * scale;
-    if (value >= 1.8e19) {
-        throw std::invalid_argument("duration too long: " + text);
-    }
-    return static_cast<uint64_t>(std::llround(value));
+    return Scaled(number, scale, "duration too long: " + text);
 }
 
 std::string FormatBitRate(uint64_t bps)

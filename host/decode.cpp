@@ -3,7 +3,6 @@
 #include <cjson/cJSON.h>
 
 #include <cstring>
-#include <memory>
 
 #include "host/common.h"
 #include "host/json_writer.h"
@@ -84,17 +83,12 @@ const std::vector<std::string> &KeysOf(SensorModel model)
 
 const char *NodeOf(SensorModel model)
 {
-    switch (model) {
-    case SensorModel::IpStatistics:
-        return "ip-statistics";
-    case SensorModel::MibStatistics:
-        return "mib-statistics";
-    case SensorModel::CommonStatistics:
-        return "common-statistics";
-    case SensorModel::SubifCounters:
-        break;
+    for (const SensorInfo &s : KnownSensors()) {
+        if (s.model == model) {
+            return s.node;
+        }
     }
-    return "counters";
+    return "";
 }
 
 std::string FieldName(const std::string &key)
@@ -345,16 +339,6 @@ void DecodeSubifJson(const cJSON *root, DecodedMessage &out)
 }
 
 } // namespace
-
-const DecodedValue *DecodedInterface::Find(const std::string &key) const
-{
-    for (const DecodedValue &v : values) {
-        if (v.key == key) {
-            return &v;
-        }
-    }
-    return nullptr;
-}
 
 DecodedMessage DecodeMessage(SensorModel model, bool json, const uint8_t *data, size_t length)
 {

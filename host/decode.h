@@ -31,8 +31,6 @@ struct DecodedInterface {
     bool isSubif = false;
     uint64_t subif = 0;
     std::vector<DecodedValue> values; // in the message model's order
-
-    const DecodedValue *Find(const std::string &key) const;
 };
 
 struct DecodedMessage {

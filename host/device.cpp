@@ -61,7 +61,6 @@ st::PortStatStep PortRateStep(const Counters &now, const Counters &before, uint6
 #define ZOR_HOST_RATE(f) r.f = Rate(a.f, b.f, seconds);
     DB_PORT_STATISTICS_STEP_FIELDS(ZOR_HOST_RATE)
 #undef ZOR_HOST_RATE
-    r.out_qlen = 0;
     r.timestamp_coll_cur = tsUs;
     return r;
 }

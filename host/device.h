@@ -33,7 +33,6 @@ public:
     void AdvanceTo(uint64_t nowUs);
     uint64_t LastSecond() const { return lastSecond_; }
 
-    const Inventory &inventory() const { return inv_; }
     // Current counters and the cleared-at baseline of an interface (null if unknown).
     const Counters *CountersOf(const std::string &name) const;
     const Counters *BaselineOf(const std::string &name) const;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
@@ -28,6 +29,7 @@ constexpr uint64_t kGbit = 1000000000ull;
 constexpr uint64_t kMbit = 1000000ull;
 
 struct KindDefaults {
+    const char *name;
     uint32_t base;
     uint32_t ifType;
     uint32_t forwardType;
@@ -35,36 +37,44 @@ struct KindDefaults {
     uint32_t statType;
 };
 
-KindDefaults DefaultsOf(IfKind kind)
+// In IfKind order.
+const KindDefaults kKinds[] = {
+    {"port", kPortBase, 1, 1, 10 * kGbit, 0},
+    {"trunk", kTrunkBase, 2, 8, 0, 0},
+    {"subif", kSubifBase, 3, 1, 0, 0x1},
+    {"routed", kRoutedBase, 4, 1, kGbit, 0x10},
+    {"mgmt", kMgmtBase, 34, 1, kGbit, 0},
+};
+
+const KindDefaults &DefaultsOf(IfKind kind)
 {
-    switch (kind) {
-    case IfKind::Port:
-        return {kPortBase, 1, 1, 10 * kGbit, 0};
-    case IfKind::Trunk:
-        return {kTrunkBase, 2, 8, 0, 0};
-    case IfKind::Subif:
-        return {kSubifBase, 3, 1, 0, 0x1};
-    case IfKind::Routed:
-        return {kRoutedBase, 4, 1, kGbit, 0x10};
-    case IfKind::Mgmt:
-        return {kMgmtBase, 34, 1, kGbit, 0};
-    }
-    return {0, 0, 0, 0, 0};
+    return kKinds[static_cast<size_t>(kind)];
 }
 
 bool ParseKind(const std::string &word, IfKind &kind)
 {
-    static const std::map<std::string, IfKind> kinds = {{"port", IfKind::Port},
-                                                        {"trunk", IfKind::Trunk},
-                                                        {"subif", IfKind::Subif},
-                                                        {"routed", IfKind::Routed},
-                                                        {"mgmt", IfKind::Mgmt}};
-    auto it = kinds.find(word);
-    if (it == kinds.end()) {
-        return false;
+    for (size_t i = 0; i < std::size(kKinds); ++i) {
+        if (word == kKinds[i].name) {
+            kind = static_cast<IfKind>(i);
+            return true;
+        }
     }
-    kind = it->second;
-    return true;
+    return false;
+}
+
+// An interface of this kind with the kind's interface type, forwarding type, speed and row type.
+InterfaceDecl Declare(IfKind kind, const std::string &name, uint32_t ifindex = 0)
+{
+    const KindDefaults &d = DefaultsOf(kind);
+    InterfaceDecl decl;
+    decl.kind = kind;
+    decl.name = name;
+    decl.ifindex = ifindex;
+    decl.ifType = d.ifType;
+    decl.forwardType = d.forwardType;
+    decl.speed = d.speed;
+    decl.statType = d.statType;
+    return decl;
 }
 
 // The main interface's name of a subinterface name, or "" when it is not of the form MAIN.N.
@@ -102,12 +112,7 @@ public:
     void Line(const std::string &raw, size_t lineNo)
     {
         line_ = lineNo;
-        std::string text = raw;
-        const size_t hash = text.find('#');
-        if (hash != std::string::npos) {
-            text.resize(hash);
-        }
-        const std::vector<std::string> words = Words(text);
+        const std::vector<std::string> words = Words(raw.substr(0, raw.find('#')));
         if (words.empty()) {
             return;
         }
@@ -160,10 +165,8 @@ private:
 
     void Interface(IfKind kind, const std::vector<std::string> &words)
     {
-        InterfaceDecl decl;
+        InterfaceDecl decl = Declare(kind, words[1]);
         PendingRates pending;
-        decl.kind = kind;
-        decl.name = words[1];
         if (decl.name.size() > kMaxNameLength) {
             Fail("name longer than 63 characters: " + decl.name);
         }
@@ -173,11 +176,6 @@ private:
         if (kind == IfKind::Subif && SubifParent(decl.name).empty()) {
             Fail("subinterface name must be MAIN.N with a decimal N: " + decl.name);
         }
-        const KindDefaults d = DefaultsOf(kind);
-        decl.ifType = d.ifType;
-        decl.forwardType = d.forwardType;
-        decl.speed = d.speed;
-        decl.statType = d.statType;
         for (size_t i = 2; i < words.size(); ++i) {
             Attribute(decl, pending, words[i]);
         }
@@ -380,19 +378,7 @@ TrafficProfile Drawn(uint64_t seed, uint64_t key, uint64_t speed, uint32_t minPc
 
 const char *KindName(IfKind kind)
 {
-    switch (kind) {
-    case IfKind::Port:
-        return "port";
-    case IfKind::Trunk:
-        return "trunk";
-    case IfKind::Subif:
-        return "subif";
-    case IfKind::Routed:
-        return "routed";
-    case IfKind::Mgmt:
-        return "mgmt";
-    }
-    return "?";
+    return DefaultsOf(kind).name;
 }
 
 const InterfaceDecl *Inventory::Find(const std::string &name) const
@@ -444,12 +430,7 @@ Inventory DefaultInventory(const InventoryShape &shape, uint64_t seed)
     const uint32_t firstMember = shape.ports - uplinks - totalMembers + 1;
 
     for (uint32_t n = 1; n <= shape.ports; ++n) {
-        InterfaceDecl p;
-        p.kind = IfKind::Port;
-        p.name = "GE1/0/" + std::to_string(n);
-        p.ifindex = kPortBase + n;
-        p.ifType = 1;
-        p.forwardType = 1;
+        InterfaceDecl p = Declare(IfKind::Port, "GE1/0/" + std::to_string(n), kPortBase + n);
         p.speed = n > shape.ports - uplinks ? 100 * kGbit : 10 * kGbit;
         if (n % 12 != 0) {
             p.traffic = Drawn(seed, n, p.speed, 5, 60);
@@ -461,12 +442,7 @@ Inventory DefaultInventory(const InventoryShape &shape, uint64_t seed)
     }
     uint32_t member = firstMember;
     for (uint32_t t = 1; t <= shape.trunks; ++t) {
-        InterfaceDecl tr;
-        tr.kind = IfKind::Trunk;
-        tr.name = "Eth-Trunk" + std::to_string(t);
-        tr.ifindex = kTrunkBase + t;
-        tr.ifType = 2;
-        tr.forwardType = 8;
+        InterfaceDecl tr = Declare(IfKind::Trunk, "Eth-Trunk" + std::to_string(t), kTrunkBase + t);
         tr.statType = 0x100000;
         for (uint32_t m = 0; m < memberCount[t - 1]; ++m, ++member) {
             tr.members.push_back("GE1/0/" + std::to_string(member));
@@ -477,58 +453,32 @@ Inventory DefaultInventory(const InventoryShape &shape, uint64_t seed)
     for (uint32_t k = 0; k < shape.subifs; ++k) {
         const uint32_t parent = shape.ports == 0 ? 1 : (k / 4) % shape.ports + 1;
         const uint32_t number = 100 * (k % 4 + 1) + 1000 * (k / 4 / std::max<uint32_t>(shape.ports, 1));
-        InterfaceDecl s;
-        s.kind = IfKind::Subif;
-        s.name = "GE1/0/" + std::to_string(parent) + "." + std::to_string(number);
-        s.ifindex = kSubifBase + k + 1;
-        s.ifType = 3;
-        s.forwardType = 1;
+        InterfaceDecl s = Declare(IfKind::Subif, "GE1/0/" + std::to_string(parent) + "." + std::to_string(number),
+                                  kSubifBase + k + 1);
         s.speed = shape.ports == 0 ? 10 * kGbit : inv.interfaces[parent - 1].speed;
-        s.statType = 0x1;
         if ((k + 1) % 8 != 0) {
             s.traffic = Drawn(seed, 0x10000 + k, s.speed, 1, 5);
         }
         inv.interfaces.push_back(s);
     }
     for (uint32_t r = 0; r < shape.routed; ++r) {
-        InterfaceDecl v;
-        v.kind = IfKind::Routed;
-        v.name = "Vlanif" + std::to_string(10 + r);
-        v.ifindex = kRoutedBase + r + 1;
-        v.ifType = 4;
-        v.forwardType = 1;
-        v.speed = kGbit;
-        v.statType = 0x10;
+        InterfaceDecl v = Declare(IfKind::Routed, "Vlanif" + std::to_string(10 + r), kRoutedBase + r + 1);
         v.traffic = Drawn(seed, 0x20000 + r, kGbit, 1, 50);
         inv.interfaces.push_back(v);
     }
-    InterfaceDecl lo;
-    lo.kind = IfKind::Routed;
-    lo.name = "LoopBack0";
-    lo.ifindex = kRoutedBase + 0x100;
+    InterfaceDecl lo = Declare(IfKind::Routed, "LoopBack0", kRoutedBase + 0x100);
     lo.ifType = 5;
-    lo.forwardType = 1;
+    lo.speed = 0;
     lo.statType = 0x1000;
     inv.interfaces.push_back(lo);
-    InterfaceDecl tun;
-    tun.kind = IfKind::Routed;
-    tun.name = "Tunnel0/0/1";
-    tun.ifindex = kRoutedBase + 0x101;
+    InterfaceDecl tun = Declare(IfKind::Routed, "Tunnel0/0/1", kRoutedBase + 0x101);
     tun.ifType = 6;
-    tun.forwardType = 1;
-    tun.speed = kGbit;
     tun.statType = 0x10000;
     tun.traffic.inBitRate = tun.traffic.outBitRate = 20 * kMbit;
     tun.traffic.packetSize = 1024;
     inv.interfaces.push_back(tun);
-    InterfaceDecl meth;
-    meth.kind = IfKind::Mgmt;
-    meth.name = "MEth0/0/0";
-    meth.ifindex = kMgmtBase + 1;
+    InterfaceDecl meth = Declare(IfKind::Mgmt, "MEth0/0/0", kMgmtBase + 1);
     meth.actualIfindex = kMgmtBase + 1 + kMgmtActualOffset;
-    meth.ifType = 34;
-    meth.forwardType = 1;
-    meth.speed = kGbit;
     meth.traffic.inBitRate = 2 * kMbit;
     meth.traffic.outBitRate = kMbit;
     meth.traffic.packetSize = 256;

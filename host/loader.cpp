@@ -68,22 +68,21 @@ LoadedPlugin LoadPlugin(const std::string &path, uint32_t boardType, uint32_t mo
     if (path.empty()) {
         throw HostError(kExitRuntime, "no plugin library found; give one with --plugin PATH");
     }
-    LoadedPlugin plugin;
-    plugin.path = path;
     // A path without a slash would be searched for on the library path; the host means a file.
     const std::string openPath = path.find('/') == std::string::npos ? "./" + path : path;
-    plugin.handle = ::dlopen(openPath.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (plugin.handle == nullptr) {
+    void *handle = ::dlopen(openPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) {
         const char *why = ::dlerror();
         throw HostError(kExitRuntime, "cannot load plugin library " + path + ": " + (why ? why : "unknown error"));
     }
     ::dlerror();
-    void *entry = ::dlsym(plugin.handle, kPluginEntry);
+    void *entry = ::dlsym(handle, kPluginEntry);
     if (entry == nullptr) {
         throw HostError(kExitRuntime, "plugin library " + path + " has no entry " + kPluginEntry);
     }
 
     standin::SetBoardType(boardType);
+    LoadedPlugin plugin;
     std::vector<Registration> *regs = &plugin.registrations;
     standin::SetRegHandler([regs](uint32_t mod, const char *xpath, const TlmSensorReg *reg) -> uint32_t {
         if (xpath == nullptr || reg == nullptr) {
@@ -91,7 +90,6 @@ LoadedPlugin LoadPlugin(const std::string &path, uint32_t boardType, uint32_t mo
         }
         Registration r;
         r.moduleId = mod;
-        r.path.assign(xpath, ::strnlen(xpath, 200));
         r.name.assign(reg->sensorName, ::strnlen(reg->sensorName, sizeof(reg->sensorName)));
         r.regValue1 = reg->regValue1;
         r.regValue2 = reg->regValue2;

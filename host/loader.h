@@ -16,7 +16,6 @@ constexpr const char *kPluginEntry = "IFMPlugin_MDTLM_Init";
 
 struct Registration {
     uint32_t moduleId = 0;
-    std::string path;
     std::string name;
     uint32_t regValue1 = 0;
     uint32_t regValue2 = 0;
@@ -25,8 +24,6 @@ struct Registration {
 };
 
 struct LoadedPlugin {
-    std::string path;
-    void *handle = nullptr;
     uint32_t initResult = 0;
     std::vector<Registration> registrations;
 

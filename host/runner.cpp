@@ -4,7 +4,6 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <iostream>
 #include <thread>
 
@@ -211,9 +210,6 @@ int RunHost(const Options &o)
             warnedModule = true;
             std::cerr << "zor_host: upload under module " << moduleId << ", expected " << o.moduleId << "\n";
         }
-        const size_t length = sizeof(SampleData) + sample->dataLen;
-        std::vector<uint8_t> copy(length);
-        std::memcpy(copy.data(), sample, length);
         Task *task = nullptr;
         for (Task &t : tasks) {
             if (t.taskId == sample->taskId && t.cookie == sample->frmCookie) {
@@ -224,8 +220,8 @@ int RunHost(const Options &o)
             ++strayEnvelopes;
             return 1;
         }
-        const SensorInfo &sensor = *FindSensorByName(task->reg->name);
-        const EnvelopeLine r = out.Write(sensor, task->sub.json(), copy.data(), copy.size());
+        const EnvelopeLine r = out.Write(*task->sub.sensor, task->sub.json(), reinterpret_cast<const uint8_t *>(sample),
+                                         sizeof(SampleData) + sample->dataLen);
         ++task->envelopes;
         task->bytes += sample->dataLen;
         task->interfaces += r.interfaces;

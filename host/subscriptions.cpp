@@ -187,10 +187,7 @@ std::vector<Subscription> LoadSubscriptionFile(const std::string &path)
     size_t n = 0;
     while (std::getline(in, line)) {
         ++n;
-        const size_t hash = line.find('#');
-        if (hash != std::string::npos) {
-            line.resize(hash);
-        }
+        line = line.substr(0, line.find('#'));
         if (Trim(line).empty()) {
             continue;
         }

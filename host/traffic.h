@@ -43,7 +43,6 @@ public:
     void Step();
 
     const Counters &counters() const { return c_; }
-    const TrafficProfile &profile() const { return profile_; }
 
 private:
     struct Carry {
