@@ -1,5 +1,6 @@
-/* Steps of the store's access pattern shared by the enumeration and the lookups: counting a table,
- * opening an iterating object with its root iterator, and listing its rows into records. */
+/* Steps of the store's access pattern shared by the enumeration, the lookups and the readers:
+ * reading a field, counting a table, opening an iterating object with its root iterator, and
+ * listing its rows into records. */
 #ifndef ZOR_IFM_DB_ACCESS_H
 #define ZOR_IFM_DB_ACCESS_H
 
@@ -48,6 +49,19 @@ uint32_t IFM_DbOpenRootIter(DbCreateFn create, Obj &obj, void **iter, const char
         return rc;
     }
     return 0;
+}
+
+/* Reads one field; a failure other than 13044 is logged with its label and left in *rc. */
+template <typename T>
+bool IFM_DbReadField(uint32_t (*getter)(void *, T *), void *obj, T *out, const char *label, uint32_t *rc)
+{
+    *rc = getter(obj, out);
+    if (IFM_DbOk(*rc)) {
+        *rc = 0;
+        return true;
+    }
+    IFM_LogDbError(label, *rc);
+    return false;
 }
 
 /* Reads up to `count` rows of the open iterator into `records` with `read`. Fewer rows than

@@ -71,19 +71,6 @@ bool CountToEnd(void *iter, uint32_t *count)
     return rc == DB_END_OF_ROWS;
 }
 
-/* Reads one field; a failure other than 13044 is logged with its label. */
-template <typename T> bool ReadField(uint32_t (*getter)(void *, T *), void *obj, T *out, const char *label,
-                                     uint32_t *rc)
-{
-    *rc = getter(obj, out);
-    if (IFM_DbOk(*rc)) {
-        *rc = 0;
-        return true;
-    }
-    IFM_LogDbError(label, *rc);
-    return false;
-}
-
 } // namespace
 
 uint32_t IFMPlugin_MDTLM_GetIfStatCountByType(uint32_t *count, uint32_t storeType)
@@ -130,25 +117,25 @@ uint32_t IFMPlugin_MDTLM_GetIfStatisFormObj(void *object, IfStatBaseInfo *record
         return 1;
     }
     uint32_t rc = 0;
-    if (!ReadField(db_get_if_statistics_ifindex, object, &record->ifIndex,
-                   "[read_if_statistics_from_obj_db]get_if_statistics_ifindex", &rc) ||
-        !ReadField(db_get_if_statistics_isReportTraffic, object, &record->isReportTraffic,
-                   "[read_if_statistics_from_obj_db]db_get_if_statistics_islocal_l2physubif", &rc) ||
-        !ReadField(db_get_if_statistics_vrid, object, &record->vrid,
-                   "[read_if_statistics_from_obj_db]get_if_statistics_vrid", &rc) ||
-        !ReadField(db_get_if_statistics_statistics_enable, object, &record->statisticsEnable,
-                   "[read_if_statistics_from_obj_db]get_if_statistics_statistics_enable", &rc) ||
-        !ReadField(db_get_if_statistics_vlanid, object, &record->vlanId,
-                   "[[read_if_statistics_from_obj_db]get_if_statistics_vlanid", &rc) ||
-        !ReadField(db_get_if_statistics_flow_stat_interval, object, &record->flowStatInterval,
-                   "[read_if_statistics_from_obj_db]get_if_statistics_flow_stat_interval", &rc)) {
+    if (!IFM_DbReadField(db_get_if_statistics_ifindex, object, &record->ifIndex,
+                         "[read_if_statistics_from_obj_db]get_if_statistics_ifindex", &rc) ||
+        !IFM_DbReadField(db_get_if_statistics_isReportTraffic, object, &record->isReportTraffic,
+                         "[read_if_statistics_from_obj_db]db_get_if_statistics_islocal_l2physubif", &rc) ||
+        !IFM_DbReadField(db_get_if_statistics_vrid, object, &record->vrid,
+                         "[read_if_statistics_from_obj_db]get_if_statistics_vrid", &rc) ||
+        !IFM_DbReadField(db_get_if_statistics_statistics_enable, object, &record->statisticsEnable,
+                         "[read_if_statistics_from_obj_db]get_if_statistics_statistics_enable", &rc) ||
+        !IFM_DbReadField(db_get_if_statistics_vlanid, object, &record->vlanId,
+                         "[[read_if_statistics_from_obj_db]get_if_statistics_vlanid", &rc) ||
+        !IFM_DbReadField(db_get_if_statistics_flow_stat_interval, object, &record->flowStatInterval,
+                         "[read_if_statistics_from_obj_db]get_if_statistics_flow_stat_interval", &rc)) {
         return rc;
     }
     IFMPlugin_MDTLM_GetRealFlowInterval(&record->flowStatInterval);
-    if (!ReadField(db_get_if_statistics_tunnelid, object, &record->tunnelId,
-                   "[read_if_statistics_from_obj_db]get_if_statistics_tunnelid", &rc) ||
-        !ReadField(db_get_if_statistics_interval_index, object, &record->intervalIndex,
-                   "[read_if_statistics_from_obj_db]get_if_statistics_interval_index", &rc)) {
+    if (!IFM_DbReadField(db_get_if_statistics_tunnelid, object, &record->tunnelId,
+                         "[read_if_statistics_from_obj_db]get_if_statistics_tunnelid", &rc) ||
+        !IFM_DbReadField(db_get_if_statistics_interval_index, object, &record->intervalIndex,
+                         "[read_if_statistics_from_obj_db]get_if_statistics_interval_index", &rc)) {
         return rc;
     }
     return 0;
@@ -220,12 +207,12 @@ uint32_t IFMPlugin_MDTLM_GetIfmPortStatisFormObj(void *object, IfmPortStatBaseIn
         return 1;
     }
     uint32_t rc = 0;
-    if (!ReadField(db_get_ifm_port_statistics_ifindex, object, &record->ifIndex,
-                   "[IFMPlugin_MDTLM_GetIfmPortStatisFormObj]get_ifm_port_statistics_ifindex", &rc) ||
-        !ReadField(db_get_ifm_port_statistics_interval_index, object, &record->intervalIndex,
-                   "[IFMPlugin_MDTLM_GetIfmPortStatisFormObj]get_ifm_port_statistics_interval_index", &rc) ||
-        !ReadField(db_get_ifm_port_statistics_vrid, object, &record->vrid,
-                   "[IFMPlugin_MDTLM_GetIfmPortStatisFormObj]get_ifm_port_statistics_vrid", &rc)) {
+    if (!IFM_DbReadField(db_get_ifm_port_statistics_ifindex, object, &record->ifIndex,
+                         "[IFMPlugin_MDTLM_GetIfmPortStatisFormObj]get_ifm_port_statistics_ifindex", &rc) ||
+        !IFM_DbReadField(db_get_ifm_port_statistics_interval_index, object, &record->intervalIndex,
+                         "[IFMPlugin_MDTLM_GetIfmPortStatisFormObj]get_ifm_port_statistics_interval_index", &rc) ||
+        !IFM_DbReadField(db_get_ifm_port_statistics_vrid, object, &record->vrid,
+                         "[IFMPlugin_MDTLM_GetIfmPortStatisFormObj]get_ifm_port_statistics_vrid", &rc)) {
         return rc;
     }
     return 0;

@@ -1,8 +1,7 @@
 /* Interface statistics reader: reads an if_statistics row's snapshot ring (steps 0-3) and rate
  * step (step 4) into an IfStatiData record, or estimates the counters some seconds before the
  * latest snapshot from the latest snapshot and the rates. */
-#include "runtime/runtime.h"
-#include "store/store.h"
+#include "store/db_access.h"
 
 namespace {
 
@@ -145,29 +144,17 @@ uint32_t IFMPlugin_ReadIfStatiFromObj(void *object, IfStatiData *data)
     if (data == nullptr) {
         return 1;
     }
-    uint32_t rc = db_get_if_statistics_ifindex(object, &data->ifIndex);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFM_ReadIfStatiFromObj]db_get_if_statistics_ifindex", rc);
-        return rc;
-    }
-    rc = db_get_if_statistics_interval_index(object, &data->intervalIndex);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFM_ReadIfStatiFromObj]db_get_if_statistics_interval_index", rc);
-        return rc;
-    }
-    rc = db_get_if_statistics_statistics_enable(object, &data->statisticsEnable);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFM_ReadIfStatiFromObj]db_get_if_statistics_statistics_enable", rc);
-        return rc;
-    }
-    rc = db_get_if_statistics_vlanid(object, &data->vlanId);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFM_ReadIfStatiFromObj]db_get_if_statistics_vlanid", rc);
-        return rc;
-    }
-    rc = db_get_if_statistics_tunnelid(object, &data->tunnelId);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[IFM_ReadIfStatiFromObj]db_get_if_statistics_tunnelid", rc);
+    uint32_t rc = 0;
+    if (!IFM_DbReadField(db_get_if_statistics_ifindex, object, &data->ifIndex,
+                         "[IFM_ReadIfStatiFromObj]db_get_if_statistics_ifindex", &rc) ||
+        !IFM_DbReadField(db_get_if_statistics_interval_index, object, &data->intervalIndex,
+                         "[IFM_ReadIfStatiFromObj]db_get_if_statistics_interval_index", &rc) ||
+        !IFM_DbReadField(db_get_if_statistics_statistics_enable, object, &data->statisticsEnable,
+                         "[IFM_ReadIfStatiFromObj]db_get_if_statistics_statistics_enable", &rc) ||
+        !IFM_DbReadField(db_get_if_statistics_vlanid, object, &data->vlanId,
+                         "[IFM_ReadIfStatiFromObj]db_get_if_statistics_vlanid", &rc) ||
+        !IFM_DbReadField(db_get_if_statistics_tunnelid, object, &data->tunnelId,
+                         "[IFM_ReadIfStatiFromObj]db_get_if_statistics_tunnelid", &rc)) {
         return rc;
     }
     void *steps = nullptr;

@@ -1,8 +1,7 @@
 /* Port statistics reader: reads an ifm_port_statistics row (ten one-second snapshots in steps 0-9,
  * rate step 10, baseline step 12) into a PortIfStatiData record. The sensors' read subtracts the
  * baseline from the selected sample. */
-#include "runtime/runtime.h"
-#include "store/store.h"
+#include "store/db_access.h"
 
 namespace {
 
@@ -87,14 +86,10 @@ uint32_t IFMPlugin_MDTLM_ReadPortIfStatiByIfIndex(PortIfStatiData *data)
         IFM_LogDbError("[ReadPortIfStatiByIfIndex]db_read_obj", rc);
         return rc;
     }
-    rc = db_get_ifm_port_statistics_ifindex(obj.get(), &data->ifIndex);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[ReadPortIfStatiByIfIndex]db_get_ifm_port_statistics_ifindex", rc);
-        return rc;
-    }
-    rc = db_get_ifm_port_statistics_interval_index(obj.get(), &data->intervalIndex);
-    if (!IFM_DbOk(rc)) {
-        IFM_LogDbError("[ReadPortIfStatiByIfIndex]db_get_ifm_port_statistics_interval_index", rc);
+    if (!IFM_DbReadField(db_get_ifm_port_statistics_ifindex, obj.get(), &data->ifIndex,
+                         "[ReadPortIfStatiByIfIndex]db_get_ifm_port_statistics_ifindex", &rc) ||
+        !IFM_DbReadField(db_get_ifm_port_statistics_interval_index, obj.get(), &data->intervalIndex,
+                         "[ReadPortIfStatiByIfIndex]db_get_ifm_port_statistics_interval_index", &rc)) {
         return rc;
     }
     rc = IFMPlugin_MDTLM_ReadPortIfStatiFromObj(obj.get(), data);
