@@ -37,8 +37,7 @@ uint32_t IFM_GPB_EncodeBatch(const GpbBatchLogs &logs, const Record *records, ui
         MDTLM_WriteLog(IFM_LOG_ERROR, "%s", logs.noLength);
         return 1;
     }
-    const uint64_t lensBytes = static_cast<uint64_t>(count) * sizeof(Len);
-    FrmBuffer lensBuf = lensBytes <= UINT32_MAX ? FrmBuffer(static_cast<uint32_t>(lensBytes)) : FrmBuffer();
+    FrmBuffer lensBuf(static_cast<uint64_t>(count) * sizeof(Len));
     if (!lensBuf) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "%s", logs.lensFailed);
         return 1;

@@ -52,54 +52,47 @@ uint32_t IFM_GPB_EncodeType(uint8_t *dest, uint32_t remain, uint32_t fieldNo, in
     return IFM_GPB_EncodingWriteVarInt(key, dest, remain);
 }
 
-uint32_t IFM_GPB_EncodeIntegerType(uint8_t *dest, uint32_t remain, uint32_t fieldNo, uint64_t value)
+namespace {
+
+/* Key of `kind` and the varint of `value`: a whole integer field, or the header of a string or
+ * node when the value is its length. 0 when either part does not fit. */
+uint32_t EncodeKeyAndVarInt(uint8_t *dest, uint32_t remain, uint32_t fieldNo, int32_t kind, uint64_t value)
 {
-    const uint32_t k = IFM_GPB_EncodeType(dest, remain, fieldNo, GPB_KIND_INTEGER);
+    const uint32_t k = IFM_GPB_EncodeType(dest, remain, fieldNo, kind);
     if (k == 0) {
         return 0;
     }
     const uint32_t v = IFM_GPB_EncodingWriteVarInt(value, dest + k, remain - k);
-    if (v == 0) {
-        return 0;
-    }
-    return k + v;
+    return v == 0 ? 0 : k + v;
+}
+
+} // namespace
+
+uint32_t IFM_GPB_EncodeIntegerType(uint8_t *dest, uint32_t remain, uint32_t fieldNo, uint64_t value)
+{
+    return EncodeKeyAndVarInt(dest, remain, fieldNo, GPB_KIND_INTEGER, value);
 }
 
 uint32_t IFM_GPB_EncodeStringType(uint8_t *dest, uint32_t remain, uint32_t fieldNo, uint32_t length,
                                   const void *bytes)
 {
-    const uint32_t k = IFM_GPB_EncodeType(dest, remain, fieldNo, GPB_KIND_STRING);
-    if (k == 0) {
-        return 0;
+    const uint32_t header = EncodeKeyAndVarInt(dest, remain, fieldNo, GPB_KIND_STRING, length);
+    if (header == 0 || length == 0) {
+        return header;
     }
-    const uint32_t l = IFM_GPB_EncodingWriteVarInt(length, dest + k, remain - k);
-    if (l == 0) {
-        return 0;
-    }
-    if (length == 0) {
-        return k + l;
-    }
-    const uint32_t room = remain - k - l;
+    const uint32_t room = remain - header;
     if (room < length) {
         return 0;
     }
-    if (memcpy_s(dest + k + l, room, bytes, length) != 0) {
+    if (memcpy_s(dest + header, room, bytes, length) != 0) {
         MDTLM_WriteLog(2, "IFM_GPB_EncodeStringType:memcpy_s error.");
     }
-    return k + l + length;
+    return header + length;
 }
 
 uint32_t IFM_GPB_EncodeNodeType(uint8_t *dest, uint32_t remain, uint32_t fieldNo, uint32_t contentLen)
 {
-    const uint32_t k = IFM_GPB_EncodeType(dest, remain, fieldNo, GPB_KIND_NODE);
-    if (k == 0) {
-        return 0;
-    }
-    const uint32_t h = IFM_GPB_EncodingWriteVarInt(contentLen, dest + k, remain - k);
-    if (h == 0) {
-        return 0;
-    }
-    return k + h;
+    return EncodeKeyAndVarInt(dest, remain, fieldNo, GPB_KIND_NODE, contentLen);
 }
 
 uint32_t IFM_GPB_EncodingReadVarInt(uint64_t *value, const uint8_t *src, uint32_t srcLen)

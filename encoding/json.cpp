@@ -89,7 +89,10 @@ char *IFM_StrDup(const char *text, uint64_t *length)
     return static_cast<char *>(copy.release());
 }
 
-char *IFM_JSON_EncodeUnformatted(const cJSON *root)
+namespace {
+
+/* Prints `root` unformatted into framework memory; the copy's length goes to *length if wanted. */
+char *PrintCopy(const cJSON *root, uint64_t *length)
 {
     if (root == nullptr) {
         return nullptr;
@@ -98,20 +101,25 @@ char *IFM_JSON_EncodeUnformatted(const cJSON *root)
     if (printed == nullptr) {
         return nullptr;
     }
-    char *copy = IFM_StrDup(printed, nullptr);
+    char *copy = IFM_StrDup(printed, length);
     IFM_JSON_Free(printed);
     return copy;
 }
 
+} // namespace
+
+char *IFM_JSON_EncodeUnformatted(const cJSON *root) { return PrintCopy(root, nullptr); }
+
 uint32_t IFM_JSON_HandOut(cJSON *root, uint8_t **out, uint32_t *outLen)
 {
-    char *text = IFM_JSON_EncodeUnformatted(root);
+    uint64_t length = 0; /* measured once, by the copy */
+    char *text = PrintCopy(root, &length);
     IFM_JSON_NodeFree(root);
     if (text == nullptr) {
         return 1;
     }
     *out = reinterpret_cast<uint8_t *>(text);
-    *outLen = static_cast<uint32_t>(strlen(text));
+    *outLen = static_cast<uint32_t>(length);
     return 0;
 }
 

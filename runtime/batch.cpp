@@ -18,20 +18,9 @@ uint32_t IFM_BatchTlmProc(IfmTaskRound *round, const void *rows, uint32_t count,
 
     const uint8_t *base = static_cast<const uint8_t *>(rows);
     uint32_t lastKept = 0; /* records kept by the last successful batch */
-    const uint32_t batches = count / IFM_BATCH_ROWS + 1;
-    for (uint32_t k = 0; k < batches; ++k) {
-        const uint64_t start = static_cast<uint64_t>(IFM_BATCH_ROWS) * k;
-        const uint64_t end = count < start + IFM_BATCH_ROWS ? count : start + IFM_BATCH_ROWS;
-        const uint32_t n = static_cast<uint32_t>(end - start);
-        if (n == 0) {
-            return 0; /* count is a multiple of the batch size */
-        }
-
-        const uint64_t bytes = static_cast<uint64_t>(n) * traits.recordSize;
-        FrmBuffer records;
-        if (bytes <= UINT32_MAX) {
-            records = FrmBuffer(static_cast<uint32_t>(bytes));
-        }
+    for (uint32_t start = 0, n = 0; start < count; start += n) {
+        n = count - start < IFM_BATCH_ROWS ? count - start : IFM_BATCH_ROWS;
+        FrmBuffer records(static_cast<uint64_t>(n) * traits.recordSize);
         if (!records) {
             if (traits.allocFailedMsg != nullptr) {
                 MDTLM_WriteLog(IFM_LOG_ERROR, "%s", traits.allocFailedMsg);
@@ -40,7 +29,8 @@ uint32_t IFM_BatchTlmProc(IfmTaskRound *round, const void *rows, uint32_t count,
         }
 
         uint32_t kept = 0;
-        uint32_t rc = traits.build(round, base + start * traits.rowSize, n, records.get(), &kept, type);
+        const uint8_t *first = base + static_cast<size_t>(start) * traits.rowSize;
+        uint32_t rc = traits.build(round, first, n, records.get(), &kept, type);
         if (rc != 0) {
             records.reset();
             if (traits.buildFailedMsg != nullptr) {

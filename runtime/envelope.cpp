@@ -93,11 +93,7 @@ void SendChunk(const IfmTaskRound *round, const uint8_t *first, uint32_t n, uint
     (void)IFMPLUGIN_MDTLM_GetSystimeSecUs(&endSec, &endUs);
 
     /* A message so long that the envelope size would wrap is treated as an allocation failure. */
-    const uint64_t envSize = static_cast<uint64_t>(sizeof(SampleData)) + msgLen;
-    FrmBuffer envelope;
-    if (envSize <= UINT32_MAX) {
-        envelope = FrmBuffer(static_cast<uint32_t>(envSize));
-    }
+    FrmBuffer envelope(static_cast<uint64_t>(sizeof(SampleData)) + msgLen);
     if (!envelope) {
         if (traits.allocFailedMsg != nullptr) {
             MDTLM_WriteLog(IFM_LOG_ERROR, "%s", traits.allocFailedMsg);
@@ -141,16 +137,9 @@ uint32_t IFM_EnvelopeDataProc(const IfmTaskRound *round, const void *records, ui
     (void)IFMPLUGIN_MDTLM_GetSystimeSecUs(&startSec, &startUs);
 
     const uint8_t *base = static_cast<const uint8_t *>(records);
-    const uint64_t chunk = traits.chunkRecords;
-    const uint64_t chunks = count / chunk + 1;
-    for (uint64_t k = 1; k <= chunks; ++k) {
-        const uint64_t start = chunk * (k - 1);
-        const uint64_t end = count < chunk * k ? count : chunk * k;
-        const uint32_t n = static_cast<uint32_t>(end - start);
-        if (n == 0) {
-            break;
-        }
-        SendChunk(round, base + start * traits.recordSize, n, type, traits, startSec, startUs);
+    for (uint32_t start = 0, n = 0; start < count; start += n) {
+        n = count - start < traits.chunkRecords ? count - start : traits.chunkRecords;
+        SendChunk(round, base + static_cast<size_t>(start) * traits.recordSize, n, type, traits, startSec, startUs);
     }
     return 0;
 }

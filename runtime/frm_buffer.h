@@ -10,8 +10,11 @@
 class FrmBuffer {
 public:
     FrmBuffer() = default;
-    /* Allocates `size` bytes and zeroes them; get() is null when the allocation failed. */
-    explicit FrmBuffer(uint32_t size) : ptr_(MDTLM_AllocBuff(size)), size_(size)
+    /* Allocates `size` bytes and zeroes them; get() is null when the allocation failed. A size
+     * beyond 32 bits (an array length times its element size, say) fails like an allocation. */
+    explicit FrmBuffer(uint64_t size)
+        : ptr_(size <= UINT32_MAX ? MDTLM_AllocBuff(static_cast<uint32_t>(size)) : nullptr),
+          size_(static_cast<uint32_t>(size))
     {
         if (ptr_ != nullptr && size != 0) {
             (void)memset_s(ptr_, size, 0, size);

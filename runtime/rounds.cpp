@@ -29,13 +29,6 @@ const uint32_t kTlmType2DbType[TLM_TYPE_COUNT] = {
 };
 constexpr uint32_t kValidTypeMask = 0x7C7F;
 
-/* Size in bytes of `count` records of `size`, or 0 when it does not fit an allocation. */
-uint32_t ArrayBytes(uint32_t count, size_t size)
-{
-    const uint64_t bytes = static_cast<uint64_t>(count) * size;
-    return bytes > UINT32_MAX ? 0 : static_cast<uint32_t>(bytes);
-}
-
 } // namespace
 
 uint32_t IFM_ConvertTlmType2DBType(const uint32_t *type)
@@ -95,11 +88,7 @@ uint32_t IFM_IfStatYangTaskProc(IfmTaskRound *round, uint32_t type)
         return rc;
     }
 
-    const uint32_t bytes = ArrayBytes(count, sizeof(IfStatBaseInfo));
-    FrmBuffer buffer;
-    if (bytes != 0) {
-        buffer = FrmBuffer(bytes);
-    }
+    FrmBuffer buffer(static_cast<uint64_t>(count) * sizeof(IfStatBaseInfo));
     if (!buffer) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "[IFM_IfStatYangTaskProc]if_statistics baseinfo memory alloc failed.");
         return 1;
@@ -128,11 +117,7 @@ uint32_t IFM_IfmPortStatYangTaskProc(IfmTaskRound *round, uint32_t type)
         return rc;
     }
 
-    const uint32_t bytes = ArrayBytes(count, sizeof(IfmPortStatBaseInfo));
-    FrmBuffer buffer;
-    if (bytes != 0) {
-        buffer = FrmBuffer(bytes);
-    }
+    FrmBuffer buffer(static_cast<uint64_t>(count) * sizeof(IfmPortStatBaseInfo));
     if (!buffer) {
         MDTLM_WriteLog(IFM_LOG_ERROR, "ifm_port_statistics baseinfo memory alloc failed.");
         return 1;

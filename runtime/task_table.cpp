@@ -15,12 +15,8 @@ constexpr uint32_t kIfIndexListBytes = IFM_TASK_IFINDEX_CAPACITY * sizeof(uint32
 
 uint32_t IFMPLUGIN_MDTLM_IsTaskIdExist(uint32_t taskId)
 {
-    for (uint32_t i = 0; i < IFM_TASK_SLOTS; ++i) {
-        if (g_ifmpluginTaskArr[i].taskId == taskId) {
-            return 1;
-        }
-    }
-    return 0;
+    uint32_t idx = 0;
+    return IFMPLUGIN_MDTLM_GetIdxByTaskId(taskId, &idx) == 0 ? 1u : 0u;
 }
 
 uint32_t IFMPLUGIN_MDTLM_GetIdxByTaskId(uint32_t taskId, uint32_t *idx)
@@ -39,19 +35,12 @@ uint32_t IFMPLUGIN_MDTLM_GetIdxByTaskId(uint32_t taskId, uint32_t *idx)
 
 uint32_t IFMPLUGIN_MDTLM_TaskInit(uint32_t taskId)
 {
-    uint32_t idx = 0;
-    if (IFMPLUGIN_MDTLM_GetIdxByTaskId(taskId, &idx) == 0) {
+    if (IFMPLUGIN_MDTLM_IsTaskIdExist(taskId) != 0) {
         return 0;
     }
-    /* The lowest free slot. */
-    uint32_t slot = IFM_TASK_SLOTS;
-    for (uint32_t i = 0; i < IFM_TASK_SLOTS; ++i) {
-        if (g_ifmpluginTaskArr[i].taskId == 0) {
-            slot = i;
-            break;
-        }
-    }
-    if (slot == IFM_TASK_SLOTS) {
+    /* The lowest free slot: free slots hold task id 0. */
+    uint32_t slot = 0;
+    if (IFMPLUGIN_MDTLM_GetIdxByTaskId(0, &slot) != 0) {
         return 1;
     }
 

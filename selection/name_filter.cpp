@@ -32,25 +32,21 @@ uint32_t IFMPlugin_MDTLM_IfStatFilter(const char *name, const TlmTaskInfo *cfg)
     if (name == nullptr || cfg == nullptr) {
         return 1;
     }
-    /* Only a name pattern keyed "name" restricts the interfaces; the key is a text that ends at
-     * its first NUL or at the end of its field. */
-    const size_t keyLen = IFM_CfgTextLen(cfg->condKey, TLM_COND_KEY_LEN);
-    if (cfg->condType != kCondTypeName || keyLen != sizeof(kNameCondKey) - 1 ||
-        memcmp(cfg->condKey, kNameCondKey, keyLen) != 0) {
+    /* Only a name pattern keyed "name" restricts the interfaces. The key is a text that ends at its
+     * first NUL or at the end of its field: it is "name" when its first five bytes are "name\0". */
+    static_assert(TLM_COND_KEY_LEN >= sizeof(kNameCondKey), "the key field holds \"name\" and its NUL");
+    if (cfg->condType != kCondTypeName || strncmp(cfg->condKey, kNameCondKey, sizeof(kNameCondKey)) != 0) {
         return 0;
     }
 
-    char local[IFM_IF_NAME_LEN] = {0};
-    if (memcpy_s(local, sizeof(local), name, IFM_IF_NAME_LEN) != 0) {
-        return 1;
-    }
-    const size_t nameLen = IFM_CfgTextLen(local, sizeof(local));
+    /* The name is read in place, up to its first NUL and never beyond its 64 bytes. */
+    const size_t nameLen = IFM_CfgTextLen(name, IFM_IF_NAME_LEN);
     const size_t patternLen = IFM_CfgCondNameLen(cfg); /* never beyond the field */
     const char *pattern = cfg->condName;
 
     const size_t common = nameLen < patternLen ? nameLen : patternLen;
     for (size_t i = 0; i < common; ++i) {
-        if (UpperOf(local[i]) != UpperOf(pattern[i])) {
+        if (UpperOf(name[i]) != UpperOf(pattern[i])) {
             return pattern[i] == '*' ? 0u : 1u;
         }
     }

@@ -47,17 +47,17 @@ uint32_t IFM_GetMainIfNameAndIndex(const char *subIfName, char *mainIfName, uint
     }
     size_t p = static_cast<size_t>(dot - subIfName);
 
-    char mainPart[kNameBuf] = {};
+    /* The main name goes straight to the caller's buffer; the number is parsed from a terminated
+     * copy. A failed copy is logged and the split goes on. */
     char numberPart[kNameBuf] = {};
-    if (memcpy_s(mainPart, sizeof(mainPart), subIfName, p) != 0) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "IFM_GetMainIfNameAndIndex:memcpy_s error. count = %d", static_cast<int>(p + 1));
-    }
-    if (memcpy_s(numberPart, sizeof(numberPart), dot + 1, n - p - 1) != 0) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "IFM_GetMainIfNameAndIndex:memcpy_s error. count = %d", static_cast<int>(p + 1));
-    }
-    if (memcpy_s(mainIfName, kNameBuf, mainPart, p) != 0) {
-        MDTLM_WriteLog(IFM_LOG_ERROR, "IFM_GetMainIfNameAndIndex:memcpy_s error. count = %d", static_cast<int>(p + 1));
-    }
+    const auto copyPart = [p](char *dest, const char *src, size_t count) {
+        if (memcpy_s(dest, kNameBuf, src, count) != 0) {
+            MDTLM_WriteLog(IFM_LOG_ERROR, "IFM_GetMainIfNameAndIndex:memcpy_s error. count = %d",
+                           static_cast<int>(p + 1));
+        }
+    };
+    copyPart(mainIfName, subIfName, p);
+    copyPart(numberPart, dot + 1, n - p - 1);
     mainIfName[p] = '\0'; /* p < 64: the dot lies within the 64 bytes scanned */
 
     long number = 0;

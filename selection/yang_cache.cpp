@@ -71,12 +71,11 @@ void ZOR_IFM_YangNodeHashClear(uint32_t taskId, uint32_t slot)
         return;
     }
     const IfmPluginTask &task = g_ifmpluginTaskArr[slot];
-    if (task.ifIndexCount == 0 || task.ifIndexList == nullptr) {
+    if (task.ifIndexList == nullptr) {
         return;
     }
-    const uint32_t count =
-        task.ifIndexCount > IFM_TASK_IFINDEX_CAPACITY ? IFM_TASK_IFINDEX_CAPACITY : task.ifIndexCount;
-    for (uint32_t i = 0; i < count; ++i) {
+    /* IFM_UpdateYangTaskArray never counts beyond the list's capacity. */
+    for (uint32_t i = 0; i < task.ifIndexCount; ++i) {
         YangNodeKey key = {taskId, task.ifIndexList[i]};
         YangNodeData *node = ZOR_IFM_YangNodeHashSearch(g_ifmYangNodeHashTable, &key);
         if (node == nullptr) {
