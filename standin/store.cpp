@@ -11,9 +11,11 @@
 // is armed. Names are mapped to ids only in the control API.
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "standin/standin.h"
@@ -542,25 +544,20 @@ DbNode *AsNode(void *p, ChildKind kind)
     return (n != nullptr && n->magic == kNodeMagic && n->kind == kind && n->positioned) ? n : nullptr;
 }
 
-const IfStatStep *IfStep(void *p)
+// The step a positioned node of kind K over table T stands on, or null when it is gone.
+template <TableId T, ChildKind K>
+const auto *StepOf(void *p)
 {
-    const DbNode *n = AsNode(p, CHILD_IF_STEPS);
+    using Step = std::remove_reference_t<decltype(RowOf<T>::steps[0])>;
+    const DbNode *n = AsNode(p, K);
     if (n != nullptr && n->epoch == g_epoch) {
-        return static_cast<const IfStatStep *>(n->step);
+        return static_cast<const Step *>(n->step);
     }
-    const IfStatRow *row = n != nullptr ? LoadedRow<TB_if_statistics>(n->owner) : nullptr;
-    return (row != nullptr && n->index < DB_IF_STATISTICS_STEP_COUNT) ? &row->steps[n->index] : nullptr;
+    const RowOf<T> *row = n != nullptr ? LoadedRow<T>(n->owner) : nullptr;
+    return (row != nullptr && n->index < std::size(row->steps)) ? &row->steps[n->index] : nullptr;
 }
-
-const PortStatStep *PortStep(void *p)
-{
-    const DbNode *n = AsNode(p, CHILD_PORT_STEPS);
-    if (n != nullptr && n->epoch == g_epoch) {
-        return static_cast<const PortStatStep *>(n->step);
-    }
-    const PortStatRow *row = n != nullptr ? LoadedRow<TB_ifm_port_statistics>(n->owner) : nullptr;
-    return (row != nullptr && n->index < DB_PORT_STATISTICS_STEP_COUNT) ? &row->steps[n->index] : nullptr;
-}
+constexpr auto IfStep = StepOf<TB_if_statistics, CHILD_IF_STEPS>;
+constexpr auto PortStep = StepOf<TB_ifm_port_statistics, CHILD_PORT_STEPS>;
 
 void PrefetchLines(const void *p, size_t size)
 {
@@ -624,33 +621,24 @@ DB_TABLES(DEF_TABLE_OBJ)
 DB_ROW_FIELDS(DEF_ROW_GETTER)
 #undef DEF_ROW_GETTER
 
-#define DEF_IF_STEP_GETTER(f)                                            \
-    uint32_t db_get_if_statistics_steps_##f(void *node, uint64_t *out)   \
-    {                                                                    \
-        STORE_ENTER(FN_db_get_if_statistics_steps_##f);                  \
-        const IfStatStep *step = IfStep(node);                           \
-        if (step == nullptr || out == nullptr) {                         \
-            return kFail;                                                \
-        }                                                                \
-        *out = step->f;                                                  \
-        return 0;                                                        \
+#define DEF_STEP_GETTER(table, stepOf, f)                          \
+    uint32_t db_get_##table##_steps_##f(void *node, uint64_t *out) \
+    {                                                              \
+        STORE_ENTER(FN_db_get_##table##_steps_##f);                \
+        const auto *step = stepOf(node);                           \
+        if (step == nullptr || out == nullptr) {                   \
+            return kFail;                                          \
+        }                                                          \
+        *out = step->f;                                            \
+        return 0;                                                  \
     }
+#define DEF_IF_STEP_GETTER(f) DEF_STEP_GETTER(if_statistics, IfStep, f)
+#define DEF_PORT_STEP_GETTER(f) DEF_STEP_GETTER(ifm_port_statistics, PortStep, f)
 DB_IF_STATISTICS_STEP_FIELDS(DEF_IF_STEP_GETTER)
-#undef DEF_IF_STEP_GETTER
-
-#define DEF_PORT_STEP_GETTER(f)                                              \
-    uint32_t db_get_ifm_port_statistics_steps_##f(void *node, uint64_t *out) \
-    {                                                                        \
-        STORE_ENTER(FN_db_get_ifm_port_statistics_steps_##f);                \
-        const PortStatStep *step = PortStep(node);                           \
-        if (step == nullptr || out == nullptr) {                             \
-            return kFail;                                                    \
-        }                                                                    \
-        *out = step->f;                                                      \
-        return 0;                                                            \
-    }
 DB_PORT_STATISTICS_STEP_FIELDS(DEF_PORT_STEP_GETTER)
 #undef DEF_PORT_STEP_GETTER
+#undef DEF_IF_STEP_GETTER
+#undef DEF_STEP_GETTER
 
 uint32_t db_get_if_name(void *obj, const char **text, uint32_t *length)
 {
