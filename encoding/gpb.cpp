@@ -18,13 +18,7 @@ constexpr uint32_t kWireTypeLengthDelimited = 2;
 uint32_t IFM_GPB_EncodingWriteVarInt(uint64_t value, uint8_t *dest, uint32_t remain)
 {
     uint8_t scratch[kMaxVarIntBytes];
-    uint32_t n = 0;
-    while (value >= 0x80u) {
-        scratch[n++] = static_cast<uint8_t>((value & 0x7Fu) | 0x80u);
-        value >>= 7;
-    }
-    scratch[n++] = static_cast<uint8_t>(value);
-
+    const uint32_t n = static_cast<uint32_t>(IFM_GPB_PutVarInt(scratch, value) - scratch);
     if (n > remain) {
         return 0;
     }

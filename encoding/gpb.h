@@ -75,7 +75,7 @@ uint32_t IFM_GPB_DecodeStringType(const uint8_t *src, uint32_t srcLen, uint32_t 
  * all is written). */
 
 /* Stores the varint of `value` at `dest` without a bounds check; returns the end of it. */
-inline uint8_t *IFM_GPB_PutVarInt(uint8_t *dest, uint64_t value)
+constexpr uint8_t *IFM_GPB_PutVarInt(uint8_t *dest, uint64_t value)
 {
     while (value >= 0x80u) {
         *dest++ = static_cast<uint8_t>(value | 0x80u);
@@ -179,12 +179,7 @@ struct GpbField {
           jsonName(memberName)
     {
         const bool integer = kind == GpbValue::U64 || kind == GpbValue::U32;
-        uint64_t k = IFM_GPB_KeyOf(fieldNumber, integer ? 0u : 2u);
-        while (k >= 0x80u) {
-            key[keyLength++] = static_cast<uint8_t>(k | 0x80u);
-            k >>= 7;
-        }
-        key[keyLength++] = static_cast<uint8_t>(k);
+        keyLength = static_cast<uint8_t>(IFM_GPB_PutVarInt(key, IFM_GPB_KeyOf(fieldNumber, integer ? 0u : 2u)) - key);
     }
 };
 
