@@ -8,8 +8,8 @@
 #include <cstdint>
 
 #include "encoding/json.h"
-#include "runtime/frm_buffer.h"
-#include "runtime/runtime.h"
+#include "core/frm_buffer.h"
+#include "core/upload.h"
 
 /* The log texts of one sensor's GPB driver; all at level 2 except `enter`. */
 struct GpbBatchLogs {

@@ -7,7 +7,7 @@
 
 #include "encoding/number_text.h"
 #include "platform/platform.h"
-#include "runtime/frm_buffer.h"
+#include "core/frm_buffer.h"
 
 namespace {
 constexpr uint32_t kNumberTextLen = 32;

@@ -2,14 +2,6 @@
 #include "runtime/runtime.h"
 #include "selection/selection.h"
 
-/* GPB field numbers of the statistics nodes, exported for the framework's decoders. */
-uint32_t g_ifmpluginMdtlm_ipStatTag = 178;
-uint32_t g_ifmpluginMdtlm_mibStatTag = 27;
-uint32_t g_ifmpluginMdtlm_commonStatTag = 28;
-
-uint32_t g_ifmpluginMdtlm_moduleId = 0;
-MdTlmFrmVtbl *g_ifmpluginMdtlm_frmVtbl = nullptr;
-
 namespace {
 
 constexpr uint32_t kBoardTor = 6;

@@ -1,6 +1,6 @@
 /* Sampling rounds: each sensor's round runs one step per statistics type; a step lists the rows of
  * its type and hands them to the sensor's procedure. */
-#include "runtime/frm_buffer.h"
+#include "core/frm_buffer.h"
 #include "runtime/runtime.h"
 #include "sensors/ipstat/ipstat.h"
 #include "sensors/mibstat/mibstat.h"

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "runtime/runtime.h"
+#include "core/core.h"
 #include "selection/selection.h"
 #include "store/store.h"
 

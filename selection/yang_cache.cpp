@@ -1,7 +1,7 @@
 /* Last-sample cache: one hash table for all tasks, from (task id, ifindex) to the sample last
  * reported for that interface in that task, and the steps every sensor's redundancy check shares. */
-#include "runtime/frm_buffer.h"
-#include "runtime/runtime.h"
+#include "core/frm_buffer.h"
+#include "core/core.h"
 #include "selection/selection.h"
 
 void *g_ifmYangNodeHashTable = nullptr;

@@ -4,7 +4,7 @@
 #ifndef ZOR_IFM_DB_ACCESS_H
 #define ZOR_IFM_DB_ACCESS_H
 
-#include "runtime/runtime.h"
+#include "core/core.h"
 #include "store/store.h"
 
 using DbCreateFn = uint32_t (*)(uint32_t mode, uint32_t flags, void **obj);

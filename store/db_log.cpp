@@ -1,6 +1,6 @@
 #include "store/store.h"
 
-#include "runtime/runtime.h"
+#include "core/core.h"
 
 void IFM_LogDbError(const char *label, uint32_t rc)
 {

@@ -1,7 +1,7 @@
 /* Attribute lookups of one interface: name, forwarding type, interface type, speed, trunk members,
  * and the management table's actual-to-logical index mapping. Each call reads the store anew and
  * keeps nothing between calls. */
-#include "runtime/frm_buffer.h"
+#include "core/frm_buffer.h"
 #include "store/db_access.h"
 
 namespace {

@@ -7,6 +7,9 @@
 #include "encoding/gpb.h"
 #include "sensors/ipstat/ipstat.h"
 
+/* GPB field number of the ip-statistics node, exported for the framework's decoders. */
+uint32_t g_ifmpluginMdtlm_ipStatTag = 178;
+
 namespace {
 
 /* Message levels above the ip-statistics node. */

@@ -1,7 +1,7 @@
 /* IP statistics pipeline: the sensor procedure of "ZOR_IFM_IFSTAT". Rows are sampled in batches;
  * each enabled row yields a record (rates, name) that passes the task's name filter and the
  * last-sample cache before it is encoded and uploaded in chunks of 32. */
-#include "runtime/frm_buffer.h"
+#include "core/frm_buffer.h"
 #include "selection/selection.h"
 #include "sensors/ipstat/ipstat.h"
 

@@ -8,6 +8,10 @@
 #include "encoding/gpb.h"
 #include "sensors/mibstat/mibstat.h"
 
+/* GPB field numbers of the mib- and common-statistics nodes, exported for the framework's decoders. */
+uint32_t g_ifmpluginMdtlm_mibStatTag = 27;
+uint32_t g_ifmpluginMdtlm_commonStatTag = 28;
+
 namespace {
 
 #define IFM_MIB_ROW(no, field, key) \

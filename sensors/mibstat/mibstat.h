@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "runtime/runtime.h"
+#include "core/upload.h"
 #include "store/store.h"
 
 /* The 17 counter slots, read through one of two views. */

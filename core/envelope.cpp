@@ -2,8 +2,11 @@
  * its upload through the framework's table; the time helpers used for the envelope's stamps. */
 #include <sys/time.h>
 
-#include "runtime/frm_buffer.h"
-#include "runtime/runtime.h"
+#include "core/frm_buffer.h"
+#include "core/upload.h"
+
+uint32_t g_ifmpluginMdtlm_moduleId = 0;
+MdTlmFrmVtbl *g_ifmpluginMdtlm_frmVtbl = nullptr;
 
 namespace {
 

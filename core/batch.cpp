@@ -1,7 +1,7 @@
 /* The batch loop shared by the sensor procedures: rows are turned into records 5000 at a time, so
  * that one record array never holds more than 5000 records whatever the number of rows. */
-#include "runtime/frm_buffer.h"
-#include "runtime/runtime.h"
+#include "core/frm_buffer.h"
+#include "core/upload.h"
 
 uint32_t IFM_BatchTlmProc(IfmTaskRound *round, const void *rows, uint32_t count, uint32_t type,
                           const IfmBatchTraits &traits)
