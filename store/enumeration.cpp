@@ -107,8 +107,9 @@ void IFMPlugin_MDTLM_GetRealFlowInterval(uint32_t *interval)
              IFM_DbOk(db_read_obj(obj.get(), &opts, &key)) &&
              db_get_sys_statistics_interval_flow_stat_interval(obj.get(), &value) == DB_OK;
     }
-    /* The interval divides counters downstream: a system value of 0 is no better than none. */
-    *interval = (ok && value != 0) ? value : IFM_DEFAULT_FLOW_INTERVAL;
+    /* The value read is kept even when it is 0: the rate readers then leave the interface out with
+     * their zero-interval line. 300 stands in only for a record that could not be read. */
+    *interval = ok ? value : IFM_DEFAULT_FLOW_INTERVAL;
 }
 
 uint32_t IFMPlugin_MDTLM_GetIfStatisFormObj(void *object, IfStatBaseInfo *record)

@@ -59,7 +59,7 @@ struct IfStatBaseInfo {
     uint32_t intervalIndex;
     uint32_t isReportTraffic;
     uint32_t tunnelId;
-    uint32_t flowStatInterval; /* seconds, never 0 after listing */
+    uint32_t flowStatInterval; /* seconds; a row's 0 is replaced by the system's interval when listed */
     uint16_t vlanId;
     uint8_t statisticsEnable;
 };

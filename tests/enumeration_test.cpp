@@ -79,20 +79,21 @@ TEST_F(EnumerationTest, CountsAndListsRowsOfOneType)
 TEST_F(EnumerationTest, FlowIntervalFallsBackToTheSystemThen300)
 {
     FindIfStat(1)->flow_stat_interval = 0;
-    // {system interval (0 = no record), fault on the system read, expected}
-    const uint32_t cases[][3] = {{0, 0, 300}, {45, 0, 45}, {0, 0, 300}, {60, 9, 300}};
+    // {system record present, its interval, fault on the system read, expected}: the value read is
+    // kept, 0 included; 300 only when the record cannot be read.
+    const uint32_t cases[][4] = {{0, 0, 0, 300}, {1, 45, 0, 45}, {1, 0, 0, 0}, {1, 60, 9, 300}};
     for (const auto &c : cases) {
         if (c[0] != 0) {
-            SetSysFlowInterval(c[0]);
+            SetSysFlowInterval(c[1]);
         } else {
             RemoveSysFlowInterval();
         }
-        if (c[1] != 0) {
-            InjectFault("db_read_obj", c[1]);
+        if (c[2] != 0) {
+            InjectFault("db_read_obj", c[2]);
         }
         IfStatBaseInfo rec{};
         ASSERT_EQ(IFMPlugin_MDTLM_GetIfStatBaseInfoByType(&rec, 0x10, 1), 0u);
-        EXPECT_EQ(rec.flowStatInterval, c[2]) << c[0] << "/" << c[1];
+        EXPECT_EQ(rec.flowStatInterval, c[3]) << c[0] << "/" << c[1] << "/" << c[2];
     }
     EXPECT_TRUE(standin::Logs().empty());
 }

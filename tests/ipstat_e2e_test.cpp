@@ -190,6 +190,28 @@ TEST_F(IfStatE2ETest, UnchangedSamplesAreSuppressedUntilThePeriodEnds)
     EXPECT_EQ(plugin_state::CacheNode(4, 10), nullptr);
 }
 
+// A row with interval 0 takes the system's interval; when the system's interval reads 0 the
+// interface is left out of both the ip-statistics and the common-statistics reports, each time
+// with the zero-interval line, and comes back once the system's interval is set.
+TEST_F(IfStatE2ETest, ZeroSystemIntervalLeavesTheInterfaceOut)
+{
+    const char kZero[] = "[IFMPlugin_MDTLM_GetIfStat]flowInterVal is zero.";
+    standin::store::SetSysFlowInterval(0);
+    Reported r = TickIfm(kSensor, kNode, 6, Cfg(0));
+    EXPECT_EQ(r.count("GE1/0/2"), 0u);
+    EXPECT_EQ(r.size(), expected_.size() - 1);
+    EXPECT_EQ(standin::CountLog(kZero, 2), 1u);
+
+    const char kCommon[] = "ZOR_IFM_COMMONIFSTAT";
+    EXPECT_EQ(TickIfm(kCommon, "common-statistics", 7, Cfg(1)).count("GE1/0/2"), 0u);
+    EXPECT_EQ(standin::CountLog(kZero, 2), 2u);
+
+    standin::store::SetSysFlowInterval(60);
+    EXPECT_EQ(TickIfm(kCommon, "common-statistics", 7, Cfg(1)).count("GE1/0/2"), 1u);
+    EXPECT_EQ(TickIfm(kSensor, kNode, 6, Cfg(0)), expected_);
+    EXPECT_EQ(standin::CountLog(kZero, 2), 2u);
+}
+
 TEST_F(IfStatE2ETest, StoreFaultsAndAllocationFailuresNeverLeak)
 {
     FaultSweep(kSensor, kNode, 5, Cfg(0),

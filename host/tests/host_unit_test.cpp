@@ -341,6 +341,7 @@ TEST(HostInput, BadInputIsRefusedWithItsReason)
         {'o', "--seed", "--seed needs a value"},
         {'o', "--seed x1", "bad value for --seed"},
         {'o', "--duration 0", "above 0"},
+        {'o', "--flow-interval 0", "at least 1"},
         {'o', "--format xml", "bad value for --format"},
         {'o', "--start yesterday", "bad value for --start"},
         {'o', "--quiet=1", "takes no value"},
