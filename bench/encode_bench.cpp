@@ -4,11 +4,10 @@
 // plugin's JSON encoder.
 #include <benchmark/benchmark.h>
 
-#include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "chunk.h"
+#include "iterations_flag.h"
 #include "platform/platform.h"
 #include "standin/standin.h"
 
@@ -64,20 +63,9 @@ void RunPeer(benchmark::State &state, ChunkSensor sensor, PeerFn encode)
 
 } // namespace
 
-// --iterations=N runs every benchmark exactly N times (for quick runs and instruction counts);
-// the other arguments go to the benchmark library.
 int main(int argc, char **argv)
 {
-    int64_t iterations = 0;
-    int kept = 1;
-    for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--iterations=", 13) == 0) {
-            iterations = std::atoll(argv[i] + 13);
-        } else {
-            argv[kept++] = argv[i];
-        }
-    }
-    argc = kept;
+    const int64_t iterations = TakeIterationsFlag(argc, argv);
     const std::pair<const char *, OursFn> ours[] = {{"Gpb", EncodeOursGpb}, {"Json", EncodeOursJson}};
     const std::pair<const char *, PeerFn> peers[] = {
         {"Protobuf", EncodeProtobuf}, {"ProtobufC", EncodeProtobufC}, {"Nanopb", EncodeNanopb}};
@@ -95,11 +83,6 @@ int main(int argc, char **argv)
             }
         }
     }
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return 1;
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    ZOR_BENCH_RUN(argc, argv);
     return 0;
 }

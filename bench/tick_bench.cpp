@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "bench_device.h"
+#include "iterations_flag.h"
 #include "runtime/runtime.h"
 #include "standin/standin.h"
 #include "store/store.h"
@@ -161,7 +162,22 @@ void TickArgs(benchmark::internal::Benchmark *b)
 
 } // namespace
 
-BENCHMARK(BM_Tick)->Apply(TickArgs)->Unit(benchmark::kMillisecond)->MinTime(0.2);
-BENCHMARK(BM_StoreKeyedPortRead)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
-
-BENCHMARK_MAIN();
+// --iterations=N runs every benchmark exactly N times (the suppressed ticks after their first).
+int main(int argc, char **argv)
+{
+    const int64_t iterations = TakeIterationsFlag(argc, argv);
+    auto *tick = benchmark::RegisterBenchmark("BM_Tick", BM_Tick)->Apply(TickArgs)->Unit(benchmark::kMillisecond);
+    auto *store = benchmark::RegisterBenchmark("BM_StoreKeyedPortRead", BM_StoreKeyedPortRead)
+                      ->Arg(1000)
+                      ->Arg(10000)
+                      ->Arg(100000)
+                      ->Unit(benchmark::kMillisecond);
+    if (iterations > 0) {
+        tick->Iterations(iterations);
+        store->Iterations(iterations);
+    } else {
+        tick->MinTime(0.2);
+    }
+    ZOR_BENCH_RUN(argc, argv);
+    return 0;
+}

@@ -9,9 +9,15 @@ cmake -S . -B build -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j "$jobs"
 cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DZOR_SANITIZE=ON -DZOR_BUILD_BENCH=OFF >/dev/null
 cmake --build build-asan -j "$jobs"
+# Benchmarks: every benchmark a few iterations on the Release tree, so that they always build and
+# run; the tables they print mean nothing at that length. The instruction budgets are a test of
+# the Release tree below (instruction_budget, under callgrind).
+echo "== Benchmark smoke run"
+scripts/bench.sh --smoke
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 echo "== Release build"
 (cd build && ctest --output-on-failure -j "$jobs")
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
 (cd build-asan && ctest --output-on-failure -j "$jobs")
+
