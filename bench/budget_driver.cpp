@@ -7,6 +7,10 @@
 // repeat exactly.
 //
 //   valgrind --tool=callgrind --instr-atstart=no --collect-atstart=no zor_budget_driver PLUGIN.so
+//   zor_budget_driver PLUGIN.so --outputs FILE
+// The second form runs the same ticks natively and writes every uploaded message and every log
+// line of the plugin to FILE, so that a change meant to cut instructions can be shown to keep the
+// plugin's output bytes and log texts: compare the files of the two builds.
 #include <dlfcn.h>
 #include <valgrind/callgrind.h>
 
@@ -37,6 +41,7 @@ Sensor g_sensors[] = {
     {"ZOR_IFM_COMMONIFSTAT", "common", nullptr},
 };
 TlmStopProc g_stop = nullptr;
+FILE *g_outputs = nullptr;
 const char *const kEncodings[] = {"gpb", "json"};
 
 void Dump(const std::string &label)
@@ -63,6 +68,12 @@ void MeasureTicks(uint32_t interfaces, bool warmUp)
         CALLGRIND_TOGGLE_COLLECT;
         (void)s.proc(0xC0DE0000u + n, n + 1, &cfg);
         CALLGRIND_TOGGLE_COLLECT;
+        if (g_outputs != nullptr) {
+            for (const standin::LogLine &line : standin::Logs()) {
+                std::fprintf(g_outputs, "log %u %s\n", line.level, line.text.c_str());
+            }
+            standin::ClearLogs();
+        }
         Dump(std::string("tick ") + s.label + " " + kEncodings[n % 2] + " " + std::to_string(interfaces) + " " +
              std::to_string(device.total()));
     }
@@ -94,13 +105,26 @@ void MeasureChunks()
 
 int main(int argc, char **argv)
 {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s PLUGIN.so (under callgrind, see scripts/budget.sh)\n", argv[0]);
+    if (argc != 2 && !(argc == 4 && std::strcmp(argv[2], "--outputs") == 0)) {
+        std::fprintf(stderr, "usage: %s PLUGIN.so [--outputs FILE] (see scripts/budget.sh)\n", argv[0]);
         return 2;
     }
     standin::ResetAll();
-    standin::SetLogLevel(2);
-    standin::SetLogCapture(false);
+    if (argc == 4) {
+        g_outputs = std::fopen(argv[3], "w");
+        if (g_outputs == nullptr) {
+            std::perror(argv[3]);
+            return 2;
+        }
+        standin::SetUploadHandler([](uint32_t, const SampleData *sample) {
+            std::fprintf(g_outputs, "upload task %u, %u bytes\n", sample->taskId, sample->dataLen);
+            std::fwrite(reinterpret_cast<const uint8_t *>(sample) + sizeof(SampleData), 1, sample->dataLen, g_outputs);
+            std::fputc('\n', g_outputs);
+            return 0u;
+        });
+    }
+    standin::SetLogLevel(g_outputs != nullptr ? 0 : 2);
+    standin::SetLogCapture(g_outputs != nullptr);
     standin::SetAllocFill(false);
     standin::SetClockUs(kNowUs);
     standin::SetBoardType(6);
@@ -129,6 +153,9 @@ int main(int argc, char **argv)
     MeasureTicks(10000, false);
     for (uint32_t task = 1; task <= 8; ++task) {
         (void)g_stop(0, task);
+    }
+    if (g_outputs != nullptr) {
+        return std::fclose(g_outputs) == 0 ? 0 : 1;
     }
     MeasureChunks();
     return 0;
