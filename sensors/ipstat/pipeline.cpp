@@ -86,21 +86,21 @@ uint32_t IFMPlugin_MDTLM_GetIfStatData(IfmTaskRound *round, const IfStatBaseInfo
     }
     const TlmTaskInfo *cfg = round != nullptr ? round->taskCfg : nullptr;
     uint32_t survivors = 0;
-    TlmIfStatData work;
     for (uint32_t i = 0; i < n; ++i) {
         const IfStatBaseInfo &row = rows[i];
-        (void)memset_s(&work, sizeof(work), 0, sizeof(work));
-        work.ifIndex = row.ifIndex;
+        /* Built in its slot of the batch array, which the batch loop hands over zeroed: a kept
+         * record needs no working copy, a skipped row's slot is zeroed again for the next row. */
+        TlmIfStatData *work = &records[survivors];
+        work->ifIndex = row.ifIndex;
         /* Order matters: only samples that pass the filter may enter the last-sample cache. */
-        if (row.statisticsEnable == 0 || IFMPlugin_MDTLM_GetIfStat(&row, &work) != 0 ||
-            IFMPlugin_GetIfNamebyIfindex(row.ifIndex, work.ifName) != 0 ||
-            IFMPlugin_MDTLM_IfStatFilter(work.ifName, cfg) != 0 ||
-            IFMPlugin_MDTLM_IsIfStatRedundant(round, &work) != 0) {
+        if (row.statisticsEnable == 0 || IFMPlugin_MDTLM_GetIfStat(&row, work) != 0 ||
+            IFMPlugin_GetIfNamebyIfindex(row.ifIndex, work->ifName) != 0 ||
+            IFMPlugin_MDTLM_IfStatFilter(work->ifName, cfg) != 0 ||
+            IFMPlugin_MDTLM_IsIfStatRedundant(round, work) != 0) {
+            (void)memset_s(work, sizeof(*work), 0, sizeof(*work));
             continue;
         }
-        if (memcpy_s(&records[survivors], sizeof(TlmIfStatData), &work, sizeof(work)) == 0) {
-            ++survivors;
-        }
+        ++survivors;
     }
     *kept = survivors;
     return 0;

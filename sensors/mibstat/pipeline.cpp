@@ -25,21 +25,18 @@ inline uint32_t IFM_MibNodeType(uint32_t type) { return IFM_IsMibType(type) ? IF
 /* The cached and compared sample: 17 counter slots and the two use rates. */
 inline const void *IFM_MibSample(const IfmTlmMibIfStatData *record) { return record->slots; }
 
-/* Name, name filter and last-sample cache, then the record joins the kept ones. */
-void IFM_MibKeepRecord(IfmTaskRound *round, IfmTlmMibIfStatData *work, IfmTlmMibIfStatData *records, uint32_t *kept,
-                       uint32_t type)
+/* Records are built in their slot of the batch array, which the batch loop hands over zeroed, so
+ * that a kept record needs no working copy; a skipped row's slot is zeroed again for the next row.
+ * Name, name filter and last-sample cache decide; true when the record is kept. */
+bool IFM_MibKeepRecord(IfmTaskRound *round, IfmTlmMibIfStatData *record, uint32_t type)
 {
-    if (IFMPlugin_GetIfNamebyIfindex(work->ifIndex, work->ifName) != 0) {
-        return;
+    if (IFMPlugin_GetIfNamebyIfindex(record->ifIndex, record->ifName) == 0 &&
+        IFMPlugin_MDTLM_IfStatFilter(record->ifName, round->taskCfg) == 0 &&
+        !IFMPlugin_MDTLM_IsMibIfStatRedundant(round, record, type)) {
+        return true;
     }
-    if (IFMPlugin_MDTLM_IfStatFilter(work->ifName, round->taskCfg) != 0) {
-        return;
-    }
-    if (IFMPlugin_MDTLM_IsMibIfStatRedundant(round, work, type)) {
-        return;
-    }
-    records[*kept] = *work;
-    ++*kept;
+    *record = IfmTlmMibIfStatData{};
+    return false;
 }
 
 uint32_t IFM_MibStatRowsBuilder(IfmTaskRound *round, const void *rows, uint32_t n, void *records, uint32_t *kept,
@@ -145,17 +142,18 @@ uint32_t IFMPlugin_MDTLM_GetMibIfStatData(IfmTaskRound *round, const IfStatBaseI
             if (rows[i].statisticsEnable == 0) {
                 continue;
             }
-            IfmTlmMibIfStatData work{};
-            work.ifIndex = rows[i].ifIndex;
+            IfmTlmMibIfStatData *work = &records[n];
+            work->ifIndex = rows[i].ifIndex;
             /* Only the two mib types of if_statistics rows read plain counters; every other type
              * (the common ones) computes rates. */
             const bool mibRow = type == TLM_TYPE_MIB_IF_1 || type == TLM_TYPE_MIB_IF_2;
-            const uint32_t ret = mibRow ? IFMPlugin_MDTLM_GetMibIfStat(&rows[i], &work)
-                                        : IFMPlugin_MDTLM_GetCommonIfStat(&rows[i], &work);
+            const uint32_t ret = mibRow ? IFMPlugin_MDTLM_GetMibIfStat(&rows[i], work)
+                                        : IFMPlugin_MDTLM_GetCommonIfStat(&rows[i], work);
             if (ret != 0) {
-                continue;
+                *work = IfmTlmMibIfStatData{};
+            } else if (IFM_MibKeepRecord(round, work, type)) {
+                ++n;
             }
-            IFM_MibKeepRecord(round, &work, records, &n, type);
         }
     }
     if (kept != nullptr) {
@@ -174,21 +172,22 @@ uint32_t IFMPlugin_MDTLM_GetMibIfmPortStatData(IfmTaskRound *round, const IfmPor
     }
     uint32_t n = 0;
     for (uint32_t i = 0; i < count; ++i) {
-        IfmTlmMibIfStatData work{};
-        work.ifIndex = rows[i].ifIndex;
-
+        const uint32_t ifIndex = rows[i].ifIndex;
         uint32_t ifType = UINT32_MAX;
-        (void)IFMPlugin_GetIftypeByIfindex(work.ifIndex, &ifType);
+        (void)IFMPlugin_GetIftypeByIfindex(ifIndex, &ifType);
         if (ifType == IFM_IFTYPE_NEEDS_MGNT) {
-            uint32_t mgntIfIndex = work.ifIndex;
+            uint32_t mgntIfIndex = ifIndex;
             if (IFMPlugin_GetMethLogIfindexByActIfindex(&mgntIfIndex) != 0) {
                 continue;
             }
         }
-        if (IFMPlugin_MDTLM_ReadIfmPortStatByType(&work, type) != 0) {
-            continue;
+        IfmTlmMibIfStatData *work = &records[n];
+        work->ifIndex = ifIndex;
+        if (IFMPlugin_MDTLM_ReadIfmPortStatByType(work, type) != 0) {
+            *work = IfmTlmMibIfStatData{};
+        } else if (IFM_MibKeepRecord(round, work, type)) {
+            ++n;
         }
-        IFM_MibKeepRecord(round, &work, records, &n, type);
     }
     *kept = n;
     return 0;

@@ -138,18 +138,20 @@ uint32_t IFM_GetL2subifData(IfmTaskRound *round, const IfStatBaseInfo *rows, uin
     uint32_t n = 0;
     for (uint32_t i = 0; i < count; ++i) {
         char subIfName[IFM_IF_NAME_LEN] = {};
-        char mainIfName[IFM_IF_NAME_LEN] = {};
         uint32_t subIfIndex = 0;
-        if (IFMPlugin_GetIfNamebyIfindex(rows[i].ifIndex, subIfName) != 0 ||
-            IFM_GetMainIfNameAndIndex(subIfName, mainIfName, &subIfIndex, round->taskCfg) != 0) {
+        /* The main name goes straight into the record's slot of the batch array, which the batch
+         * loop hands over zeroed; a skipped row's name is zeroed again for the next row. */
+        L2subifData *r = &records[n];
+        if (IFMPlugin_GetIfNamebyIfindex(rows[i].ifIndex, subIfName) != 0) {
             continue;
         }
         counters.ifIndex = rows[i].ifIndex;
-        if (IFMPlugin_ReadIfStatiByIfIndex(&counters) != 0 || IFM_IsNeedSendSubifStat(round, &counters) == 0) {
+        if (IFM_GetMainIfNameAndIndex(subIfName, r->ifName, &subIfIndex, round->taskCfg) != 0 ||
+            IFMPlugin_ReadIfStatiByIfIndex(&counters) != 0 || IFM_IsNeedSendSubifStat(round, &counters) == 0) {
+            (void)memset_s(r->ifName, sizeof(r->ifName), 0, sizeof(r->ifName));
             continue;
         }
-        L2subifData *r = &records[n++];
-        (void)memcpy_s(r->ifName, sizeof(r->ifName), mainIfName, sizeof(mainIfName));
+        ++n;
         r->stateIndex = subIfIndex;
         r->subifIndex = subIfIndex;
         r->inOctets = counters.inBytes;
