@@ -151,6 +151,8 @@ uint32_t IFM_FormatPercent(double value, char (&text)[IFM_PERCENT_TEXT_LEN]);
  * (finite, not negative, below 2^53; other values go through IFM_FormatPercent). Only the text
  * and its terminator are written. */
 uint32_t IFM_FormatPercentFast(double value, char (&text)[IFM_PERCENT_TEXT_LEN]);
+/* The length of that text without writing it (the sizing pass needs no more). */
+uint32_t IFM_PercentTextLength(double value);
 
 /* ---- Field tables ----
  * One row per field of a message level, in wire order. The same rows drive the sizing pass, the

@@ -37,6 +37,16 @@ uint32_t IFM_FormatPercentFast(double value, char (&text)[IFM_PERCENT_TEXT_LEN])
     return n;
 }
 
+__attribute__((noinline)) uint32_t IFM_PercentTextLength(double value)
+{
+    uint64_t hundredths;
+    if (!IFM_PercentHundredths(value, &hundredths)) {
+        char text[IFM_PERCENT_TEXT_LEN];
+        return IFM_FormatPercent(value, text);
+    }
+    return IFM_DecimalDigits(hundredths / 100u) + 4u; /* whole part, '.', two digits, '%' */
+}
+
 namespace {
 
 /* Room that any integer field fits in: a key of up to 5 bytes (field numbers are 32-bit) and a
@@ -80,9 +90,7 @@ uint32_t IFM_GPB_StringRowSize(const GpbField &row, const void *recordBytes)
     if (row.value == GpbValue::Text) {
         return IFM_GPB_GetEncodingSizeOfStringType(row.number, TextLength(record, row));
     }
-    char text[IFM_PERCENT_TEXT_LEN];
-    return IFM_GPB_GetEncodingSizeOfStringType(row.number,
-                                               IFM_FormatPercentFast(FieldAt<double>(record, row.offset), text));
+    return IFM_GPB_GetEncodingSizeOfStringType(row.number, IFM_PercentTextLength(FieldAt<double>(record, row.offset)));
 }
 
 uint32_t IFM_GPB_StringRowWrite(const GpbField &row, const void *recordBytes, uint8_t *pos, uint32_t remain)
