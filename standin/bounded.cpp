@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "platform/bounded.h"
+#include "standin/fault_point.h"
 
 namespace {
 
@@ -33,10 +34,17 @@ int RefuseString(char *dest, size_t destMax, int code)
     return code;
 }
 
+// An injected failure is refused like a call that breaks the function's constraints.
+bool Injected(standin_fault::PointId id) { return standin_fault::Enter(id); }
+
 } // namespace
 
 extern "C" int memcpy_s(void *dest, size_t destMax, const void *src, size_t count)
 {
+    if (Injected(standin_fault::FP_memcpy_s) && DestUsable(dest, destMax)) {
+        std::memset(dest, 0, destMax);
+        return ERANGE;
+    }
     if (!DestUsable(dest, destMax)) {
         return dest == nullptr ? EINVAL : ERANGE;
     }
@@ -52,6 +60,10 @@ extern "C" int memcpy_s(void *dest, size_t destMax, const void *src, size_t coun
 
 extern "C" int memset_s(void *dest, size_t destMax, int c, size_t count)
 {
+    if (Injected(standin_fault::FP_memset_s) && DestUsable(dest, destMax)) {
+        std::memset(dest, c, destMax); // a refused call still fills the destination
+        return ERANGE;
+    }
     if (!DestUsable(dest, destMax)) {
         return dest == nullptr ? EINVAL : ERANGE;
     }
@@ -65,6 +77,9 @@ extern "C" int memset_s(void *dest, size_t destMax, int c, size_t count)
 
 extern "C" int strcpy_s(char *dest, size_t destMax, const char *src)
 {
+    if (Injected(standin_fault::FP_strcpy_s)) {
+        return DestUsable(dest, destMax) ? RefuseString(dest, destMax, ERANGE) : ERANGE;
+    }
     if (!DestUsable(dest, destMax)) {
         return dest == nullptr ? EINVAL : ERANGE;
     }
@@ -81,6 +96,9 @@ extern "C" int strcpy_s(char *dest, size_t destMax, const char *src)
 
 extern "C" int strncpy_s(char *dest, size_t destMax, const char *src, size_t count)
 {
+    if (Injected(standin_fault::FP_strncpy_s)) {
+        return DestUsable(dest, destMax) ? RefuseString(dest, destMax, ERANGE) : ERANGE;
+    }
     if (!DestUsable(dest, destMax)) {
         return dest == nullptr ? EINVAL : ERANGE;
     }
@@ -102,6 +120,9 @@ extern "C" int strncpy_s(char *dest, size_t destMax, const char *src, size_t cou
 
 extern "C" int strcat_s(char *dest, size_t destMax, const char *src)
 {
+    if (Injected(standin_fault::FP_strcat_s)) {
+        return DestUsable(dest, destMax) ? RefuseString(dest, destMax, ERANGE) : ERANGE;
+    }
     if (!DestUsable(dest, destMax)) {
         return dest == nullptr ? EINVAL : ERANGE;
     }
@@ -126,6 +147,9 @@ extern "C" int snprintf_s(char *dest, size_t destMax, size_t count, const char *
     if (!DestUsable(dest, destMax)) {
         return -1;
     }
+    if (Injected(standin_fault::FP_snprintf_s)) {
+        return RefuseString(dest, destMax, -1);
+    }
     if (format == nullptr) {
         return RefuseString(dest, destMax, -1);
     }
@@ -144,6 +168,9 @@ extern "C" int snprintf_truncated_s(char *dest, size_t destMax, const char *form
 {
     if (!DestUsable(dest, destMax)) {
         return -1;
+    }
+    if (Injected(standin_fault::FP_snprintf_truncated_s)) {
+        return RefuseString(dest, destMax, -1);
     }
     if (format == nullptr) {
         return RefuseString(dest, destMax, -1);

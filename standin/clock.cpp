@@ -4,6 +4,7 @@
 #include <atomic>
 #include <ctime>
 
+#include "standin/fault_point.h"
 #include "standin/standin.h"
 
 namespace {
@@ -57,6 +58,9 @@ bool DateToSeconds(const KAL_SYSTIME_S *date, uint64_t *seconds)
 // Used by the gettimeofday interposer (a C file that must not see <sys/time.h>'s declaration).
 extern "C" __attribute__((visibility("hidden"))) int standin_ClockTimeOfDay(int64_t *sec, int64_t *usec)
 {
+    if (standin_fault::Enter(standin_fault::FP_gettimeofday)) {
+        return -1;
+    }
     uint32_t pending = g_gtodFailures.load();
     while (pending != 0) {
         if (g_gtodFailures.compare_exchange_weak(pending, pending - 1)) {
@@ -71,6 +75,9 @@ extern "C" __attribute__((visibility("hidden"))) int standin_ClockTimeOfDay(int6
 
 extern "C" uint32_t KAL_SystimeGet(KAL_SYSTIME_S *date)
 {
+    if (standin_fault::Enter(standin_fault::FP_KAL_SystimeGet)) {
+        return 1;
+    }
     if (date == nullptr) {
         return 1;
     }
@@ -93,6 +100,9 @@ extern "C" uint32_t KAL_SystimeGet(KAL_SYSTIME_S *date)
 
 extern "C" uint32_t KAL_SystimeSecSince1970(const KAL_SYSTIME_S *date, uint32_t *secHigh, uint32_t *secLow)
 {
+    if (standin_fault::Enter(standin_fault::FP_KAL_SystimeSecSince1970)) {
+        return 1;
+    }
     uint64_t sec = 0;
     if (date == nullptr || secHigh == nullptr || secLow == nullptr || !DateToSeconds(date, &sec)) {
         return 1;
@@ -104,6 +114,9 @@ extern "C" uint32_t KAL_SystimeSecSince1970(const KAL_SYSTIME_S *date, uint32_t 
 
 extern "C" uint32_t KAL_SystimeMsSince1970(const KAL_SYSTIME_S *date, uint32_t *msHigh, uint32_t *msLow)
 {
+    if (standin_fault::Enter(standin_fault::FP_KAL_SystimeMsSince1970)) {
+        return 1;
+    }
     uint64_t sec = 0;
     if (date == nullptr || msHigh == nullptr || msLow == nullptr || !DateToSeconds(date, &sec)) {
         return 1;

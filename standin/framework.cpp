@@ -7,6 +7,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "standin/fault_point.h"
 #include "standin/standin.h"
 
 namespace {
@@ -30,33 +31,12 @@ std::atomic<bool> g_allocFill{true};         // benchmarks may turn the fill off
 struct AllocState {
     std::mutex mu;
     standin::AllocStats stats{};
-    uint64_t failCountdown = 0; // 0: no fault armed; otherwise the call that fails, counted down
-    bool failEvery = false;     // the armed fault keeps failing once it has triggered
-    bool failing = false;       // an "every" fault has triggered
 };
 
 AllocState &Allocs()
 {
     static AllocState state;
     return state;
-}
-
-// Decides under the lock whether this allocation call is one that must fail.
-bool AllocShouldFail(AllocState &st)
-{
-    if (st.failing) {
-        return true;
-    }
-    if (st.failCountdown == 0) {
-        return false;
-    }
-    if (--st.failCountdown != 0) {
-        return false;
-    }
-    if (st.failEvery) {
-        st.failing = true;
-    }
-    return true;
 }
 
 // ---- Log -----------------------------------------------------------------------------------
@@ -99,6 +79,9 @@ FrameworkState &Frm()
 
 uint32_t RegXpathSlot(uint32_t moduleId, const char *path, const TlmSensorReg *reg)
 {
+    if (standin_fault::Enter(standin_fault::FP_RegXpath)) {
+        return 1;
+    }
     standin::RegHandler handler;
     {
         std::lock_guard<std::mutex> lock(g_frmMu);
@@ -109,6 +92,9 @@ uint32_t RegXpathSlot(uint32_t moduleId, const char *path, const TlmSensorReg *r
 
 uint32_t UploadDataSlot(uint32_t moduleId, const SampleData *sample)
 {
+    if (standin_fault::Enter(standin_fault::FP_UploadData)) {
+        return 1; // refused: the handler never sees the envelope
+    }
     standin::UploadHandler handler;
     {
         std::lock_guard<std::mutex> lock(g_frmMu);
@@ -130,7 +116,7 @@ extern "C" void *MDTLM_AllocBuff(uint32_t size)
     {
         std::lock_guard<std::mutex> lock(st.mu);
         ++st.stats.allocCalls;
-        if (AllocShouldFail(st)) {
+        if (standin_fault::Enter(standin_fault::FP_MDTLM_AllocBuff)) {
             ++st.stats.failedAllocs;
             return nullptr;
         }
@@ -218,6 +204,9 @@ extern "C" void MDTLM_WriteLog(uint32_t level, const char *format, ...)
 
 extern "C" uint32_t COMP_GetVTable(uint32_t compId, uint32_t vtblId, void **table)
 {
+    if (standin_fault::Enter(standin_fault::FP_COMP_GetVTable)) {
+        return 1;
+    }
     FrameworkState &f = Frm();
     std::lock_guard<std::mutex> lock(g_frmMu);
     f.lastCompId = compId;
@@ -234,6 +223,9 @@ extern "C" uint32_t COMP_GetVTable(uint32_t compId, uint32_t vtblId, void **tabl
 
 extern "C" uint32_t DEVM_GetSelfBoardType(uint32_t *boardType)
 {
+    if (standin_fault::Enter(standin_fault::FP_DEVM_GetSelfBoardType)) {
+        return 1;
+    }
     FrameworkState &f = Frm();
     std::lock_guard<std::mutex> lock(g_frmMu);
     if (f.boardResult != 0) {
@@ -272,23 +264,21 @@ void ResetAllocCalls()
 
 void FailAllocAt(uint64_t nth)
 {
-    std::lock_guard<std::mutex> lock(Allocs().mu);
-    Allocs().failCountdown = nth;
-    Allocs().failEvery = false;
-    Allocs().failing = false;
+    if (nth == 0) {
+        ClearAllocFaults();
+    } else {
+        FailCall("MDTLM_AllocBuff", nth, false);
+    }
 }
 
 void FailAllocFrom(uint64_t nth)
 {
-    std::lock_guard<std::mutex> lock(Allocs().mu);
-    Allocs().failCountdown = nth;
-    Allocs().failEvery = true;
-    Allocs().failing = false;
+    FailCall("MDTLM_AllocBuff", nth, true);
 }
 
 void ClearAllocFaults()
 {
-    FailAllocAt(0);
+    standin_fault::Disarm(standin_fault::FP_MDTLM_AllocBuff);
 }
 
 void SetAllocFill(bool on)
@@ -396,7 +386,9 @@ void ResetAll()
         g_table = kDefaultTable;
     }
     // Outstanding buffers stay as they are so that leak checks by difference keep working.
-    ClearAllocFaults();
+    ClearCallFaults();
+    FailRandomly(0, 0);
+    ResetAllCallCounts();
     SetAllocFill(true);
     SetLogLevel(0);
     SetLogEcho(0);

@@ -13,6 +13,7 @@
 #include <new>
 #include <vector>
 
+#include "standin/fault_point.h"
 #include "standin/standin.h"
 
 namespace {
@@ -105,6 +106,9 @@ extern "C" void *LITE_HASH_CreateWithLock(uint32_t flags, uint32_t elemSize, uin
 {
     (void)flags;
     (void)reserved;
+    if (standin_fault::Enter(standin_fault::FP_LITE_HASH_CreateWithLock)) {
+        return nullptr;
+    }
     if (elemSize == 0 || bucketNum == 0 || hash == nullptr || comp == nullptr) {
         return nullptr;
     }
@@ -126,6 +130,9 @@ extern "C" void *LITE_HASH_CreateWithLock(uint32_t flags, uint32_t elemSize, uin
 
 extern "C" void *LITE_HASH_FindElmtFromFirst(void *table, const void *key, uint32_t keyLen)
 {
+    if (standin_fault::Enter(standin_fault::FP_LITE_HASH_FindElmtFromFirst)) {
+        return nullptr;
+    }
     HashTable *t = AsTable(table);
     if (t == nullptr || key == nullptr) {
         return nullptr;
@@ -138,6 +145,9 @@ extern "C" void *LITE_HASH_FindElmtFromFirst(void *table, const void *key, uint3
 
 extern "C" void *LITE_HASH_NewData(void *table, uint32_t flags)
 {
+    if (standin_fault::Enter(standin_fault::FP_LITE_HASH_NewData)) {
+        return nullptr;
+    }
     (void)flags;
     HashTable *t = AsTable(table);
     if (t == nullptr) {
@@ -158,6 +168,9 @@ extern "C" void *LITE_HASH_NewData(void *table, uint32_t flags)
 
 extern "C" uint32_t LITE_HASH_AddNode(void *table, const void *key, void *elem, uint32_t flags)
 {
+    if (standin_fault::Enter(standin_fault::FP_LITE_HASH_AddNode)) {
+        return 1;
+    }
     (void)flags;
     HashTable *t = AsTable(table);
     if (t == nullptr || key == nullptr || elem == nullptr) {
@@ -181,6 +194,9 @@ extern "C" uint32_t LITE_HASH_AddNode(void *table, const void *key, void *elem, 
 
 extern "C" uint32_t LITE_HASH_RemoveElmtByKey(void *table, const void *key, uint32_t keyLen)
 {
+    if (standin_fault::Enter(standin_fault::FP_LITE_HASH_RemoveElmtByKey)) {
+        return 1;
+    }
     HashTable *t = AsTable(table);
     if (t == nullptr || key == nullptr) {
         return 1;

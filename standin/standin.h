@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/platform.h"
@@ -15,6 +16,27 @@ namespace standin {
 
 /* Resets everything below (framework, registry, device, clock, store, faults, counters). */
 void ResetAll();
+
+/* ---- Faults of any platform function ----
+ * Every function of the platform boundary counts its calls and can be made to fail: the store
+ * accessors (db_*), MDTLM_AllocBuff, the framework's RegXpath and UploadData slots, COMP_GetVTable,
+ * DEVM_GetSelfBoardType, the KAL_* clock functions, gettimeofday, the bounded functions (memcpy_s,
+ * memset_s, strcpy_s, strncpy_s, strcat_s, snprintf_s, snprintf_truncated_s) and the hash library
+ * (LITE_HASH_CreateWithLock, FindElmtFromFirst, NewData, AddNode, RemoveElmtByKey). A failing call
+ * does what the function does when it refuses: a store accessor returns `storeCode` and leaves its
+ * destination alone, an allocation or a lookup returns NULL, a status function returns non-zero
+ * (gettimeofday -1), a bounded function returns its error code with its destination cleared (a
+ * refused memset_s still fills it), a refused upload never reaches the upload handler. Not meant
+ * for concurrent use. */
+/* The nth call from now fails (1 = the next), or every call from the nth on. Unknown names throw. */
+void FailCall(const std::string &function, uint64_t nth, bool every = false, uint32_t storeCode = 1);
+void ClearCallFaults(); /* every armed fault, store faults included */
+/* Each call of any of these functions fails with this probability (0 turns it off). */
+void FailRandomly(double probability, uint64_t seed);
+uint64_t RandomFaultsInjected();
+/* Calls per function since the last ResetAllCallCounts, of every function called at least once. */
+std::vector<std::pair<std::string, uint64_t>> CallCounts();
+void ResetAllCallCounts();
 
 /* ---- Framework: buffers ---- */
 struct AllocStats {

@@ -18,6 +18,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "standin/fault_point.h"
 #include "standin/standin.h"
 
 using standin::store::IfMgntRow;
@@ -100,7 +101,8 @@ bool FaultFires(FnId id, uint32_t *code)
 {
     Fault &f = g_faults[id];
     if (!f.armed) {
-        return false;
+        *code = kFail;
+        return standin_fault::g_randomOn.load(std::memory_order_relaxed) && standin_fault::RandomFires();
     }
     if (!f.firing) {
         if (--f.countdown != 0) {
@@ -117,12 +119,16 @@ bool FaultFires(FnId id, uint32_t *code)
     return true;
 }
 
-FnId FnByName(const std::string &name)
+FnId FnByName(const std::string &name, bool *found = nullptr)
 {
     for (uint32_t i = 0; i < FN_COUNT; ++i) {
         if (name == kFnNames[i]) {
             return static_cast<FnId>(i);
         }
+    }
+    if (found != nullptr) {
+        *found = false;
+        return FN_COUNT;
     }
     throw std::invalid_argument("standin store: unknown function \"" + name + "\"");
 }
@@ -131,7 +137,7 @@ FnId FnByName(const std::string &name)
 #define STORE_ENTER(id)                                        \
     do {                                                       \
         ++g_calls[id];                                         \
-        if (__builtin_expect(g_anyFault, 0)) {                 \
+        if (__builtin_expect(g_anyFault || standin_fault::g_randomOn.load(std::memory_order_relaxed), 0)) { \
             uint32_t injected_;                                \
             if (FaultFires(id, &injected_)) {                  \
                 return injected_;                              \
@@ -1015,3 +1021,23 @@ uint64_t LiveObjects()
 
 } // namespace store
 } // namespace standin
+
+namespace standin_fault {
+
+bool StoreHasFunction(const std::string &name)
+{
+    bool found = true;
+    (void)FnByName(name, &found);
+    return found;
+}
+
+void StoreCallCounts(std::vector<std::pair<std::string, uint64_t>> &out)
+{
+    for (uint32_t i = 0; i < FN_COUNT; ++i) {
+        if (g_calls[i] != 0) {
+            out.emplace_back(kFnNames[i], g_calls[i]);
+        }
+    }
+}
+
+} // namespace standin_fault
