@@ -118,6 +118,12 @@ uint32_t IFM_JSON_HandOut(cJSON *root, uint8_t **out, uint32_t *outLen)
     if (text == nullptr) {
         return 1;
     }
+    /* A copy whose bounded copy was refused holds no document (a printed one never starts with
+     * NUL): it is no message to send. */
+    if (length != 0 && text[0] == '\0') {
+        MDTLM_FreeBuff(text);
+        return 1;
+    }
     *out = reinterpret_cast<uint8_t *>(text);
     *outLen = static_cast<uint32_t>(length);
     return 0;

@@ -32,7 +32,10 @@ uint64_t IFM_DoubleToU64(double value)
 uint64_t IFM_NowUs()
 {
     struct timeval tv {};
-    (void)gettimeofday(&tv, nullptr);
+    if (gettimeofday(&tv, nullptr) != 0) {
+        MDTLM_WriteLog(IFM_LOG_ERROR, "ReadIfmPortStat gettimeofday failed, the latest sample is reported.");
+        return 0;
+    }
     return static_cast<uint64_t>(tv.tv_sec) * 1000000ull + static_cast<uint64_t>(tv.tv_usec);
 }
 
