@@ -143,6 +143,7 @@ void FailRandomly(double probability, uint64_t seed)
     g_random.on = probability > 0.0;
     g_random.perMillion = static_cast<uint32_t>(probability * 1e6);
     g_random.rng.seed(seed);
+    g_random.injected = 0;
     g_randomOn.store(g_random.on, std::memory_order_relaxed);
     RecomputeActive();
 }

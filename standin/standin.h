@@ -26,14 +26,15 @@ void ResetAll();
  * does what the function does when it refuses: a store accessor returns `storeCode` and leaves its
  * destination alone, an allocation or a lookup returns NULL, a status function returns non-zero
  * (gettimeofday -1), a bounded function returns its error code with its destination cleared (a
- * refused memset_s still fills it), a refused upload never reaches the upload handler. Not meant
+ * refused memset_s still fills it), a refused upload never reaches the upload handler, a release that fails has still taken
+ * the object back (the caller cannot use it again either way). Not meant
  * for concurrent use. */
 /* The nth call from now fails (1 = the next), or every call from the nth on. Unknown names throw. */
 void FailCall(const std::string &function, uint64_t nth, bool every = false, uint32_t storeCode = 1);
 void ClearCallFaults(); /* every armed fault, store faults included */
 /* Each call of any of these functions fails with this probability (0 turns it off). */
 void FailRandomly(double probability, uint64_t seed);
-uint64_t RandomFaultsInjected();
+uint64_t RandomFaultsInjected(); /* since the last FailRandomly */
 /* Calls per function since the last ResetAllCallCounts, of every function called at least once. */
 std::vector<std::pair<std::string, uint64_t>> CallCounts();
 void ResetAllCallCounts();

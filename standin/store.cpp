@@ -607,8 +607,9 @@ extern "C" {
     }                                                                     \
     uint32_t db_release_##t##_object(void *obj)                           \
     {                                                                     \
-        STORE_ENTER(FN_db_release_##t##_object);                          \
-        return ReleaseObj(TB_##t, obj);                                   \
+        const uint32_t rc = ReleaseObj(TB_##t, obj);                      \
+        STORE_ENTER(FN_db_release_##t##_object); /* the object is gone */ \
+        return rc;                                                        \
     }
 DB_TABLES(DEF_TABLE_OBJ)
 #undef DEF_TABLE_OBJ

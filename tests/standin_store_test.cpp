@@ -181,11 +181,32 @@ TEST_F(StandinStore, InjectedFaultsHitTheNthCallAndLeaveTheDestination)
     st::ClearFaults();
     EXPECT_EQ(db_get_if_forwardType(obj, &fwd), 0u);
 
-    // A failed release does no work: the object is still live.
+    // A failed release has still taken the object back.
     st::InjectFault("db_release_if_object", 3);
     EXPECT_EQ(db_release_if_object(obj), 3u);
-    EXPECT_EQ(st::LiveObjects(), 1u);
-    EXPECT_EQ(db_release_if_object(obj), 0u);
+    EXPECT_EQ(st::LiveObjects(), 0u);
+
+    // Functions outside the store fail the same way, and all count their calls.
+    standin::ResetAllCallCounts();
+    standin::FailCall("memcpy_s", 2, true);
+    char dest[4] = "abc";
+    EXPECT_EQ(memcpy_s(dest, sizeof(dest), "xyz", 3), 0);
+    EXPECT_NE(memcpy_s(dest, sizeof(dest), "xyz", 3), 0);
+    EXPECT_EQ(dest[0], '\0') << "refused like a call that breaks the constraints";
+    EXPECT_NE(memcpy_s(dest, sizeof(dest), "xyz", 3), 0) << "from the 2nd call on";
+    standin::FailCall("db_get_if_speed", 1, false, 77);
+    uint64_t speed = 0;
+    EXPECT_EQ(db_get_if_speed(nullptr, &speed), 77u);
+    const auto counts = standin::CallCounts();
+    EXPECT_EQ(counts, (std::vector<std::pair<std::string, uint64_t>>{{"memcpy_s", 3}, {"db_get_if_speed", 1}}));
+    standin::ClearCallFaults();
+    EXPECT_EQ(memcpy_s(dest, sizeof(dest), "xyz", 3), 0);
+    EXPECT_THROW(standin::FailCall("memcpy", 1), std::invalid_argument);
+    standin::FailRandomly(1.0, 1);
+    EXPECT_NE(memset_s(dest, sizeof(dest), 0, 1), 0);
+    EXPECT_NE(db_get_if_speed(nullptr, &speed), 0u);
+    EXPECT_EQ(standin::RandomFaultsInjected(), 2u);
+    standin::FailRandomly(0, 0);
 
     EXPECT_THROW(st::InjectFault("db_get_if_typo", 1), std::invalid_argument);
     EXPECT_THROW(st::CallCount("db_read_object"), std::invalid_argument);
