@@ -128,26 +128,6 @@ TEST_F(EnvelopeTest, FailuresSkipOnlyTheirChunk)
     EXPECT_TRUE(standin::Logs().empty());
 }
 
-TEST_F(EnvelopeTest, EveryAllocationFailureFreesItsChunk)
-{
-    // Three chunks, two allocations each (message, envelope): fail each one in turn.
-    const uint64_t base = standin::Alloc().outstandingBuffers;
-    for (uint64_t n = 1;; ++n) {
-        standin::ResetAllocCalls();
-        standin::FailAllocAt(n);
-        const size_t sent = Run(101).size();
-        EXPECT_EQ(standin::Alloc().outstandingBuffers, base) << "failing allocation " << n;
-        if (standin::Alloc().failedAllocs == 0) {
-            EXPECT_EQ(sent, 3u);
-            EXPECT_EQ(n, 7u);
-            break;
-        }
-        EXPECT_EQ(sent, 2u) << "failing allocation " << n;
-    }
-    EXPECT_EQ(CountLog("nomem", 2), 3u);
-    EXPECT_EQ(CountLog("enc 1", 2), 3u);
-}
-
 TEST_F(EnvelopeTest, TimeHelpers)
 {
     const struct {

@@ -212,15 +212,4 @@ TEST_F(IfStatE2ETest, ZeroSystemIntervalLeavesTheInterfaceOut)
     EXPECT_EQ(standin::CountLog(kZero, 2), 2u);
 }
 
-TEST_F(IfStatE2ETest, StoreFaultsAndAllocationFailuresNeverLeak)
-{
-    FaultSweep(kSensor, kNode, 5, Cfg(0),
-               {"db_create_if_statistics_obj", "db_read_obj", "db_root_iterator_next", "db_create_child_node",
-                "db_child_get", "db_child_count", "db_get_if_statistics_steps_ipv6_in_packets",
-                "db_get_if_statistics_interval_index", "db_get_if_name", "db_get_if_forwardType",
-                "db_get_if_mgnt_sp_rootsup", "db_get_trunk_member_member_member_ifindex",
-                "db_get_table_record_count"},
-               24, 40);
-}
-
 } // namespace

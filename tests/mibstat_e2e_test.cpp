@@ -158,14 +158,4 @@ TEST_F(MibE2eTest, FiftyInterfacesPerMessage)
     EXPECT_EQ(std::count(uploads_[3].data.begin(), uploads_[3].data.end(), '{'), 3 + 2 * 23);
 }
 
-TEST_F(MibE2eTest, StoreFaultsAndAllocationFailuresNeverLeak)
-{
-    const std::initializer_list<const char *> functions = {
-        "db_read_obj", "db_root_iterator_next", "db_child_get", "db_get_if_name", "db_get_if_if_type",
-        "db_get_if_speed", "db_get_ifm_port_statistics_steps_in_packets",
-        "db_get_trunk_member_member_member_ifindex", "db_get_table_record_count"};
-    FaultSweep(kMib, "mib-statistics", 51, Cfg(0), functions, 12, 30);
-    FaultSweep(kCommon, "common-statistics", 52, Cfg(1), functions, 12, 30);
-}
-
 } // namespace

@@ -225,18 +225,4 @@ TEST_F(SubifE2eTest, EnvelopesOfFiftyRecords)
     }
 }
 
-TEST_F(SubifE2eTest, StoreFaultsAndAllocationFailuresNeverLeak)
-{
-    Start(2);
-    AddSubif(1, "GE1/0/1.1", 10, 1, 2, 3);
-    AddSubif(2, "GE1/0/1.2", 20);
-    AddSubif(3, "GE1/0/2.1", 30);
-    for (uint32_t encodeType : {0u, 1u}) {
-        FaultSweep(kSensor, nullptr, 20 + encodeType, Cfg(encodeType),
-                   {"db_create_if_statistics_obj", "db_read_obj", "db_root_iterator_next", "db_child_get",
-                    "db_get_if_name", "db_get_table_record_count"},
-                   8, 24);
-    }
-}
-
 } // namespace

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "ifm.pb.h"
+#include "oc_interfaces.pb.h"
 
 namespace {
 
@@ -15,64 +16,136 @@ std::string Dashed(std::string s)
     return s;
 }
 
-void DecodeGpb(const std::string &data, const std::string &node, Reported &out, bool unique)
+// The members of a message's node, by reflection; false when a field the model does not know is set.
+bool Flatten(const google::protobuf::Message &m, Members &out)
 {
+    const auto *refl = m.GetReflection();
+    if (!refl->GetUnknownFields(m).empty()) {
+        return false;
+    }
+    const auto *d = m.GetDescriptor();
+    for (int i = 0; i < d->field_count(); ++i) {
+        const auto *f = d->field(i);
+        if (f->cpp_type() == google::protobuf::FieldDescriptor::CPPTYPE_STRING) {
+            out[Dashed(f->name())] = refl->GetString(m, f);
+        } else if (!f->is_repeated() && f->cpp_type() == google::protobuf::FieldDescriptor::CPPTYPE_UINT64) {
+            out[Dashed(f->name())] = std::to_string(refl->GetUInt64(m, f));
+        }
+    }
+    return true;
+}
+
+bool DecodeGpb(const std::string &data, const char *node, Records &out)
+{
+    if (node == nullptr) {
+        zor::oc::Interfaces msg;
+        if (!msg.ParseFromString(data) || !msg.GetReflection()->GetUnknownFields(msg).empty()) {
+            return false;
+        }
+        for (const auto &i : msg.interface()) {
+            for (const auto &s : i.subinterfaces().subinterface()) {
+                Members m;
+                if (!Flatten(s.state().counters(), m) || s.state().index_size() != 2) {
+                    return false;
+                }
+                out.emplace_back(i.name() + "." + std::to_string(s.index()), std::move(m));
+            }
+        }
+        return true;
+    }
     zor::ifm::Ifm msg;
-    ASSERT_TRUE(msg.ParseFromString(data));
+    if (!msg.ParseFromString(data)) {
+        return false;
+    }
     std::string field = node;
     std::replace(field.begin(), field.end(), '-', '_');
     const auto *nodeField = zor::ifm::Interface::descriptor()->FindFieldByName(field);
-    ASSERT_NE(nodeField, nullptr) << node;
     for (const auto &entry : msg.interfaces()) {
         const zor::ifm::Interface &iface = entry.interface();
-        const auto *refl = iface.GetReflection();
-        EXPECT_TRUE(refl->HasField(iface, nodeField)) << iface.name() << " lacks " << node;
-        const google::protobuf::Message &stats = refl->GetMessage(iface, nodeField);
-        const auto *d = stats.GetDescriptor();
         Members m;
-        for (int i = 0; i < d->field_count(); ++i) {
-            const auto *f = d->field(i);
-            m[Dashed(f->name())] = f->cpp_type() == google::protobuf::FieldDescriptor::CPPTYPE_STRING
-                                       ? stats.GetReflection()->GetString(stats, f)
-                                       : std::to_string(stats.GetReflection()->GetUInt64(stats, f));
+        if (!iface.GetReflection()->HasField(iface, nodeField) ||
+            !Flatten(iface.GetReflection()->GetMessage(iface, nodeField), m)) {
+            return false;
         }
-        EXPECT_TRUE(out.emplace(iface.name(), std::move(m)).second || !unique) << iface.name();
+        out.emplace_back(iface.name(), std::move(m));
     }
+    return true;
 }
 
-void DecodeJson(const std::string &data, const std::string &node, Reported &out, bool unique)
+// Members of a JSON object whose values are all strings.
+bool StringMembers(const cJSON *object, Members &out)
 {
-    cJSON *root = cJSON_Parse(data.c_str());
-    ASSERT_NE(root, nullptr) << data;
+    const cJSON *member = nullptr;
+    cJSON_ArrayForEach(member, object)
+    {
+        if (!cJSON_IsString(member)) {
+            return false;
+        }
+        out[member->string] = member->valuestring;
+    }
+    return cJSON_IsObject(object);
+}
+
+bool DecodeJsonTree(const cJSON *root, const char *node, Records &out)
+{
+    if (node == nullptr) {
+        const cJSON *ifs = cJSON_GetObjectItem(cJSON_GetObjectItem(root, "interfaces"), "interface");
+        const cJSON *el = nullptr;
+        cJSON_ArrayForEach(el, ifs)
+        {
+            const cJSON *name = cJSON_GetObjectItem(el, "name");
+            const cJSON *sub = nullptr;
+            cJSON_ArrayForEach(sub, cJSON_GetObjectItem(cJSON_GetObjectItem(el, "subinterfaces"), "subinterface"))
+            {
+                Members m;
+                const cJSON *index = cJSON_GetObjectItem(sub, "index");
+                if (!cJSON_IsString(name) || !cJSON_IsNumber(index) ||
+                    !StringMembers(cJSON_GetObjectItem(cJSON_GetObjectItem(sub, "state"), "counters"), m)) {
+                    return false;
+                }
+                out.emplace_back(std::string(name->valuestring) + "." + std::to_string(index->valueint), std::move(m));
+            }
+        }
+        return cJSON_IsArray(ifs);
+    }
     const cJSON *array =
         cJSON_GetObjectItem(cJSON_GetObjectItem(cJSON_GetObjectItem(root, "ifm"), "interfaces"), "interface");
-    EXPECT_TRUE(cJSON_IsArray(array)) << data;
     const cJSON *item = nullptr;
     cJSON_ArrayForEach(item, array)
     {
         // "name" first, then the statistics node, nothing else.
-        EXPECT_STREQ(item->child->string, "name");
-        EXPECT_STREQ(item->child->next->string, node.c_str());
-        EXPECT_EQ(item->child->next->next, nullptr);
+        const cJSON *name = item->child;
         Members m;
-        const cJSON *member = nullptr;
-        cJSON_ArrayForEach(member, item->child->next)
-        {
-            m[member->string] = cJSON_IsString(member) ? member->valuestring : "(not a string)";
+        if (name == nullptr || std::strcmp(name->string, "name") != 0 || !cJSON_IsString(name) ||
+            name->next == nullptr || std::strcmp(name->next->string, node) != 0 || name->next->next != nullptr ||
+            !StringMembers(name->next, m)) {
+            return false;
         }
-        EXPECT_TRUE(out.emplace(cJSON_GetStringValue(item->child), std::move(m)).second || !unique);
+        out.emplace_back(name->valuestring, std::move(m));
     }
-    cJSON_Delete(root);
+    return cJSON_IsArray(array);
 }
 
 } // namespace
 
+bool DecodeUpload(const std::string &data, const char *node, Records &out)
+{
+    if (data.empty() || data[0] != '{') {
+        return DecodeGpb(data, node, out);
+    }
+    const char *end = nullptr;
+    cJSON *root = cJSON_ParseWithLengthOpts(data.data(), data.size(), &end, false);
+    const bool ok = root != nullptr && end == data.data() + data.size() && DecodeJsonTree(root, node, out);
+    cJSON_Delete(root);
+    return ok;
+}
+
 void DecodeIfm(const std::string &data, const std::string &node, Reported &out, bool unique)
 {
-    if (!data.empty() && data[0] == '{') {
-        DecodeJson(data, node, out, unique);
-    } else {
-        DecodeGpb(data, node, out, unique);
+    Records records;
+    ASSERT_TRUE(DecodeUpload(data, node.c_str(), records)) << data;
+    for (Record &r : records) {
+        EXPECT_TRUE(out.emplace(r.first, std::move(r.second)).second || !unique) << r.first;
     }
 }
 
@@ -129,44 +202,6 @@ void SensorTest::Stop(uint32_t taskId)
 {
     running_.erase(taskId);
     EXPECT_EQ(sensors_.begin()->second.stopProc(0, taskId), 0u);
-}
-
-void SensorTest::FaultSweep(const char *sensor, const char *node, uint32_t taskId, const TlmTaskInfo &cfg,
-                            std::initializer_list<const char *> functions, uint64_t maxNth, uint64_t maxAlloc)
-{
-    // Under faults the callback may refuse the tick; only leaks and broken messages count.
-    auto faultyTick = [&](const std::string &what) {
-        uploads_.clear();
-        TlmTaskInfo copy = cfg;
-        (void)sensors_.at(sensor).taskProc(0xC0C0, taskId, &copy);
-        standin::store::ClearFaults();
-        standin::ClearAllocFaults();
-        Reported ignored;
-        for (const Upload &u : uploads_) {
-            EXPECT_EQ(u.header.dataLen, u.data.size()) << what;
-            if (node != nullptr) {
-                DecodeIfm(u.data, node, ignored, false);
-            }
-        }
-    };
-    Tick(sensor, taskId, cfg);
-    const uint64_t base = standin::Alloc().outstandingBuffers; // the task's interface list and cache
-    for (const char *fn : functions) {
-        for (uint64_t nth = 1; nth <= maxNth; ++nth) {
-            for (uint32_t code : {99u, DB_VALUE_ABSENT, DB_NO_RECORD}) {
-                const std::string what = std::string(fn) + " #" + std::to_string(nth) + " code " + std::to_string(code);
-                standin::store::InjectFault(fn, code, nth);
-                faultyTick(what);
-                ASSERT_EQ(standin::store::LiveObjects(), 0u) << what;
-                ASSERT_EQ(standin::Alloc().outstandingBuffers, base) << what;
-            }
-        }
-    }
-    for (uint64_t nth = 1; nth <= maxAlloc; ++nth) {
-        standin::FailAllocAt(nth);
-        faultyTick("allocation #" + std::to_string(nth));
-        ASSERT_EQ(standin::Alloc().outstandingBuffers, base) << "allocation #" << nth;
-    }
 }
 
 TlmTaskInfo SensorTest::Cfg(uint32_t encodeType, uint32_t suppress, uint32_t period)

@@ -1,13 +1,13 @@
 // Sensors driven through the plugin's entry: start-up on a board type, task ticks through the
 // registered callbacks, uploads captured, "ifm" messages decoded from GPB (with the message
-// descriptions) or from JSON into one comparable form, and fault sweeps with leak checks.
+// descriptions) or from JSON into one comparable form.
 #ifndef ZOR_TEST_SENSOR_HARNESS_H
 #define ZOR_TEST_SENSOR_HARNESS_H
 
-#include <initializer_list>
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/plugin_state.h"
@@ -20,6 +20,14 @@ struct Upload {
 // Interface name -> member name (JSON spelling) -> value text.
 using Members = std::map<std::string, std::string>;
 using Reported = std::map<std::string, Members>;
+
+using Record = std::pair<std::string, Members>; // interface ("main.N" for a subinterface), members
+using Records = std::vector<Record>;
+
+// Appends the records of one upload: an "ifm" message whose statistics node is `node`, or with
+// a null node a subinterface counters message. Strict: false unless the message is GPB without
+// unknown fields or exactly one JSON value of the expected shape.
+bool DecodeUpload(const std::string &data, const char *node, Records &out);
 
 // Adds the interfaces of one "ifm" message, GPB or JSON, whose statistics node is `node`
 // ("ip-statistics", "mib-statistics" or "common-statistics"). With `unique`, an interface named
@@ -39,12 +47,6 @@ protected:
     Reported TickIfm(const char *sensor, const std::string &node, uint32_t taskId, TlmTaskInfo cfg,
                      bool unique = true);
     void Stop(uint32_t taskId);
-
-    // Ticks once, then again under each store fault (every code at each of the first `maxNth`
-    // calls of each function) and each failing allocation up to `maxAlloc`: no tick may leak, and
-    // whatever is uploaded must decode (as an "ifm" message with `node`, when given).
-    void FaultSweep(const char *sensor, const char *node, uint32_t taskId, const TlmTaskInfo &cfg,
-                    std::initializer_list<const char *> functions, uint64_t maxNth, uint64_t maxAlloc);
 
     static TlmTaskInfo Cfg(uint32_t encodeType, uint32_t suppress = 0, uint32_t period = 0);
 
