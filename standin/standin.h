@@ -185,6 +185,10 @@ void ClearIfMgnt();
 void SetSysFlowInterval(uint32_t seconds);
 void RemoveSysFlowInterval();
 
+/* Frees the room of removed rows (a churning device would otherwise grow the tables); live rows
+ * keep their order. Only while no store object is open. */
+void Compact();
+
 /* Fault injection by store function name ("db_read_obj", "db_root_iterator_next",
  * "db_create_if_obj", "db_get_if_statistics_steps_in_bytes", ...): the nth call from now (1 = the
  * next) returns `code`, or every call from the nth on when `every` is true. A getter that fails

@@ -286,6 +286,7 @@ struct Table {
 
     std::vector<std::unique_ptr<Row[]>> chunks;
     std::vector<uint64_t> serials; // per slot; 0 once the row is removed
+    std::vector<uint32_t> keys;    // per slot: the row's key (0 for rows of tables without one)
     KeyIndex index;                // key -> slot (keyed tables)
     uint32_t live = 0;
 
@@ -306,15 +307,16 @@ struct Table {
             return &(RowAt(slot) = row);
         }
         index.Insert(key, Slots());
-        return Append(row);
+        return Append(row, key);
     }
-    Row *Append(const Row &row)
+    Row *Append(const Row &row, uint32_t key = 0)
     {
         const uint32_t slot = Slots();
         if (slot % kChunkRows == 0) {
             chunks.emplace_back(new Row[kChunkRows]());
         }
         serials.push_back(g_nextSerial++);
+        keys.push_back(key);
         ++live;
         return &(RowAt(slot) = row);
     }
@@ -335,8 +337,25 @@ struct Table {
         ++g_epoch;
         chunks.clear();
         serials.clear();
+        keys.clear();
         index.Clear();
         live = 0;
+    }
+    // Drops the slots of removed rows; the live rows keep their order, keys and serial numbers.
+    void Compact(bool keyed)
+    {
+        Table fresh;
+        for (uint32_t slot = 0; slot < Slots(); ++slot) {
+            if (Alive(slot)) {
+                if (keyed) {
+                    fresh.index.Insert(keys[slot], fresh.Slots());
+                }
+                fresh.Append(RowAt(slot), keys[slot]);
+                fresh.serials.back() = serials[slot];
+            }
+        }
+        *this = std::move(fresh);
+        ++g_epoch;
     }
     // The row an object refers to, if that row still exists.
     Row *At(uint32_t slot, uint64_t serial)
@@ -983,6 +1002,16 @@ void SetSysFlowInterval(uint32_t seconds)
 void RemoveSysFlowInterval()
 {
     TableOf<TB_sys_statistics_interval>().Remove(0);
+}
+
+void Compact()
+{
+    if (g_liveObjects != 0) {
+        throw std::logic_error("standin store: Compact with store objects open");
+    }
+    // if_mgnt rows are appended without a key.
+    std::apply([](auto &...t) { (t.Compact(!std::is_same<typename std::decay_t<decltype(t)>::RowType, IfMgntRow>::value), ...); },
+               Db());
 }
 
 void InjectFault(const std::string &function, uint32_t code, uint64_t nth, bool every)
