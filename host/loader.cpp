@@ -48,13 +48,21 @@ const Registration *LoadedPlugin::Find(const std::string &name) const
 
 std::string DefaultPluginPath()
 {
+    const std::string dir = ExeDir();
+#ifdef ZOR_HOST_INSTALLED_PLUGIN_DIR
+    // Installed: the library directory relative to the host's own (bin/../lib/...), wherever the
+    // tree was installed or unpacked; a build tree has no such directory.
+    const std::string installed = dir + "/" + ZOR_HOST_INSTALLED_PLUGIN_DIR + "/" + kPluginFile;
+    if (!dir.empty() && Exists(installed)) {
+        return installed;
+    }
+#endif
 #ifdef ZOR_HOST_PLUGIN_PATH
     if (Exists(ZOR_HOST_PLUGIN_PATH)) {
         return ZOR_HOST_PLUGIN_PATH;
     }
 #endif
-    // An installed layout: the plugin beside the host, or one directory up (the build tree).
-    const std::string dir = ExeDir();
+    // The plugin beside the host, or one directory up (the build tree's layout).
     for (const std::string &candidate : {dir + "/" + kPluginFile, dir + "/../" + kPluginFile}) {
         if (Exists(candidate)) {
             return candidate;
@@ -83,6 +91,7 @@ LoadedPlugin LoadPlugin(const std::string &path, uint32_t boardType, uint32_t mo
 
     standin::SetBoardType(boardType);
     LoadedPlugin plugin;
+    plugin.path = path;
     std::vector<Registration> *regs = &plugin.registrations;
     standin::SetRegHandler([regs](uint32_t mod, const char *xpath, const TlmSensorReg *reg) -> uint32_t {
         if (xpath == nullptr || reg == nullptr) {

@@ -24,13 +24,14 @@ struct Registration {
 };
 
 struct LoadedPlugin {
+    std::string path;
     uint32_t initResult = 0;
     std::vector<Registration> registrations;
 
     const Registration *Find(const std::string &name) const;
 };
 
-// The plugin library the build made, or "" when the host was built without one.
+// The installed plugin beside an installed host, else the plugin library the build made, or "".
 std::string DefaultPluginPath();
 
 // dlopens `path`, sets the stand-in board type, installs the registration handler, runs the entry.

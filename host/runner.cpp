@@ -92,6 +92,7 @@ std::string Pad(const std::string &s, size_t width)
 void PrintSummary(const Inventory &inv, const LoadedPlugin &plugin, const std::vector<Task> &tasks, bool realTime,
                   uint64_t t0, uint64_t tEnd, uint64_t strayEnvelopes)
 {
+    std::cerr << "zor_host: plugin " << plugin.path << "\n";
     std::cerr << "zor_host: board " << inv.boardType << ", " << inv.interfaces.size() << " interfaces, "
               << plugin.registrations.size() << " sensors registered, " << tasks.size() << " tasks, "
               << (tEnd - t0) / kUs << " s " << (realTime ? "real" : "simulated") << " time from " << FormatUtc(t0)

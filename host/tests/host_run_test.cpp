@@ -139,7 +139,7 @@ HostResult Host(const std::vector<std::string> &args)
 {
     const std::string out = Tmp("stdout");
     const std::string err = Tmp("stderr");
-    std::string cmd = Quote(ZOR_HOST_BINARY);
+    std::string cmd = std::string(ZOR_HOST_LAUNCHER " ") + Quote(ZOR_HOST_BINARY);
     for (const std::string &a : args) {
         cmd += " " + Quote(a);
     }

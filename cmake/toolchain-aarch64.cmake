@@ -1,0 +1,19 @@
+# Cross build for 64-bit ARM Linux with Debian's g++-aarch64-linux-gnu and the arm64 libraries of
+# a multiarch install (dpkg --add-architecture arm64; libcjson-dev:arm64, and for the tests and the
+# host libgtest-dev:arm64 and libprotobuf-dev:arm64). The arm64 libraries sit in
+# /usr/lib/aarch64-linux-gnu beside the build machine's, the headers in /usr/include are shared,
+# and the programs the build runs (protoc) are the build machine's.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+
+# Test programs and the host run under qemu-user with the cross C library's loader; CTest and the
+# GoogleTest discovery (at test time, not at build time) go through it.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/aarch64-linux-gnu)
+set(CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE PRE_TEST)
+
+# Debian architecture of the packages cpack makes from this tree.
+set(ZOR_DEBIAN_ARCH arm64)
