@@ -10,9 +10,12 @@ set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 
-# Test programs and the host run under qemu-user with the cross C library's loader; CTest and the
-# GoogleTest discovery (at test time, not at build time) go through it.
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/aarch64-linux-gnu)
+# Test programs and the host run under qemu-user; CTest, the GoogleTest discovery (at test time,
+# not at build time) and the host tests go through it. They run with the multiarch C library
+# (libc6:arm64, /lib/ld-linux-aarch64.so.1, which the arm64 libraries pull in), not with the cross
+# toolchain's copy under /usr/aarch64-linux-gnu: with that one (qemu-aarch64 -L ...), Debian 12's
+# qemu 7.2 never returns from the first pthread_create.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64)
 set(CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE PRE_TEST)
 
 # Debian architecture of the packages cpack makes from this tree.

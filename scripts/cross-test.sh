@@ -25,7 +25,8 @@ cmake -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchain-$arch.cmake"
   -DZOR_BUILD_BENCH=OFF >/dev/null
 nice -n 10 cmake --build "$build" -j "$(nproc)"
 built=$(date +%s)
+echo "cross-test $arch: packages $((installed - start)) s, build $((built - installed)) s"
 echo "== $arch under $(qemu-aarch64 --version | head -1)"
 (cd "$build" && ctest --output-on-failure -j "$(nproc)")
 end=$(date +%s)
-echo "cross-test $arch: packages $((installed - start)) s, build $((built - installed)) s, tests $((end - built)) s"
+echo "cross-test $arch: tests $((end - built)) s"

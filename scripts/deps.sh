@@ -3,7 +3,7 @@
 # Arguments name more packages to install the same way (scripts/cross-test.sh passes its own).
 set -euo pipefail
 pkgs=(cmake make g++ pkg-config binutils libcjson-dev libgtest-dev libgmock-dev libbenchmark-dev
-      libprotobuf-dev protobuf-compiler jq bsdextrautils
+      libprotobuf-dev protobuf-compiler jq bsdextrautils dpkg-dev file
       libprotobuf-c-dev protobuf-c-compiler nanopb libnanopb-dev valgrind python3 "$@")
 missing=()
 for p in "${pkgs[@]}"; do

@@ -1,11 +1,32 @@
 #!/usr/bin/env bash
-# Builds the project twice (Release, and Debug with AddressSanitizer and UndefinedBehaviorSanitizer)
-# and runs the whole test suite in both builds.
+# Builds the plugin alone (as for a device), then the project twice (Release, and Debug with
+# AddressSanitizer and UndefinedBehaviorSanitizer) and runs the whole test suite in both builds;
+# the Release tree also makes the Debian packages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
 jobs=$(nproc)
-cmake -S . -B build -DCMAKE_BUILD_TYPE=Release >/dev/null
+
+# ---- The plugin alone, as a device build makes it: only the C++ compiler, CMake and cJSON.
+# GoogleTest, protobuf, Google Benchmark and Threads are disabled for find_package, so a
+# plugin-only configuration that reached for one of them would fail here. CTest then runs the
+# plugin's symbol checks (exports, and imports against platform/imports.txt).
+echo "== Plugin-only build"
+start=$(date +%s)
+rm -rf build-plugin
+cmake -S . -B build-plugin -DZOR_PLUGIN_ONLY=ON -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON \
+  -DCMAKE_DISABLE_FIND_PACKAGE_Protobuf=ON -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON \
+  -DCMAKE_DISABLE_FIND_PACKAGE_Threads=ON --no-warn-unused-cli >/dev/null
+cmake --build build-plugin -j "$jobs" >/dev/null
+built=$(cd build-plugin && find . -name '*.so*' -o -type f -perm -u+x -name 'zor_*' | sort | tr '\n' ' ')
+if [ "$built" != "./libzor_ifm-telemetry-plugin.so ./libzor_ifm-telemetry-plugin.so.1 ./libzor_ifm-telemetry-plugin.so.1.0.0 " ]; then
+  echo "plugin-only build made more than the plugin: $built"; exit 1
+fi
+(cd build-plugin && ctest --output-on-failure)
+echo "plugin-only build and checks: $(($(date +%s) - start)) s"
+
+# The Release tree installs under /usr so that its packages use the multiarch library directory.
+cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
 cmake --build build -j "$jobs"
 cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DZOR_SANITIZE=ON -DZOR_BUILD_BENCH=OFF >/dev/null
 cmake --build build-asan -j "$jobs"
@@ -14,6 +35,18 @@ cmake --build build-asan -j "$jobs"
 # the Release tree below (instruction_budget, under callgrind).
 echo "== Benchmark smoke run"
 scripts/bench.sh --smoke
+
+# ---- Debian packages: the plugin, and the tools depending on it (install_and_run, a CTest test
+# in both trees, runs the installed host against the installed plugin).
+echo "== Debian packages"
+rm -f build/*.deb
+(cd build && cpack >/dev/null)
+for deb in build/*.deb; do
+  echo "$(basename "$deb"): $(stat -c %s "$deb") bytes, Depends: $(dpkg-deb -f "$deb" Depends)"
+done
+dpkg-deb -f build/zor-ifm-telemetry-plugin_*.deb Depends | grep -q libcjson1
+dpkg-deb -f build/zor-ifm-telemetry-tools_*.deb Depends | grep -q 'zor-ifm-telemetry-plugin (='
+
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 # Fault sweeps and soak (CTest cases in both trees): fault_sweep_test fails every platform call
