@@ -1,12 +1,7 @@
 // The simulated device behind the stand-in statistics store. It writes the inventory into the
-// store's tables and then keeps the statistics as a device does, once per second of the clock:
-//   - ifm_port_statistics (physical and management ports): a snapshot of the 22 MAC counters every
-//     second into the ten-entry ring (steps 0-9, interval_index names the entry after the latest);
-//     at every flow interval the rate step (10) gets each counter's average rate over the interval
-//     scaled by 1000; step 12 holds the counters as they were when they were last cleared;
-//   - if_statistics: at every flow interval (whole seconds divisible by it) a snapshot of the IP
-//     counters into the four-entry ring (steps 0-3) and the average rates into step 4, same scale;
-//   - timestamps are the collection times in microseconds since 1970.
+// store's tables and then keeps the statistics as a device does (host/store_rows.h), once per
+// second of the clock, the if_statistics rings and the rate steps at every flow interval (whole
+// seconds divisible by it). Traffic comes from the traffic model (host/traffic.h).
 // Before the start time the device has been up for one to seven days (counters at the configured
 // rates) and runs 4 flow intervals + 10 s of ordinary seconds, so that rings and rate steps are full.
 #ifndef ZOR_HOST_DEVICE_H
@@ -14,24 +9,39 @@
 
 #include <cstdint>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "host/inventory.h"
+#include "host/store_rows.h"
 #include "host/traffic.h"
 
 namespace host {
 
-class Device {
+// What the run needs of a device behind the store: the simulated one below, or the machine's own
+// links (host/linux_device.h).
+class DeviceSource {
+public:
+    virtual ~DeviceSource() = default;
+    // Fills the store (which it resets first) as of the second `startUs` falls in.
+    virtual void Start(uint64_t startUs) = 0;
+    // Collects every whole second from the last one collected up to `nowUs`.
+    virtual void AdvanceTo(uint64_t nowUs) = 0;
+    virtual uint64_t LastSecond() const = 0;
+    // Names of the interfaces the store holds now.
+    virtual std::vector<std::string> InterfaceNames() const = 0;
+};
+
+class Device : public DeviceSource {
 public:
     Device(const Inventory &inv, uint64_t seed, double jitterPercent);
     Device(const Device &) = delete;
     Device &operator=(const Device &) = delete;
 
-    // Fills the store (which it resets first) and brings the device to the second `startUs` falls in.
-    void Start(uint64_t startUs);
-    // Collects every whole second from the last one collected up to `nowUs`.
-    void AdvanceTo(uint64_t nowUs);
-    uint64_t LastSecond() const { return lastSecond_; }
+    void Start(uint64_t startUs) override;
+    void AdvanceTo(uint64_t nowUs) override;
+    uint64_t LastSecond() const override { return lastSecond_; }
+    std::vector<std::string> InterfaceNames() const override;
 
     // Current counters and the cleared-at baseline of an interface (null if unknown).
     const Counters *CountersOf(const std::string &name) const;
@@ -39,16 +49,13 @@ public:
 
 private:
     struct Live {
-        const InterfaceDecl *decl;
+        InterfaceRows rows;
         TrafficSource source;
         Counters baseline;
         Counters atBoundary;
         uint64_t boundarySecond = 0;
-        bool portRow = false;
-        uint32_t portKey = 0;
     };
 
-    void WriteTables(uint64_t firstSecond);
     void Collect(uint64_t second);
 
     Inventory inv_;

@@ -62,20 +62,6 @@ bool ParseKind(const std::string &word, IfKind &kind)
     return false;
 }
 
-// An interface of this kind with the kind's interface type, forwarding type, speed and row type.
-InterfaceDecl Declare(IfKind kind, const std::string &name, uint32_t ifindex = 0)
-{
-    const KindDefaults &d = DefaultsOf(kind);
-    InterfaceDecl decl;
-    decl.kind = kind;
-    decl.name = name;
-    decl.ifindex = ifindex;
-    decl.ifType = d.ifType;
-    decl.forwardType = d.forwardType;
-    decl.speed = d.speed;
-    decl.statType = d.statType;
-    return decl;
-}
 
 // The main interface's name of a subinterface name, or "" when it is not of the form MAIN.N.
 std::string SubifParent(const std::string &name)
@@ -375,6 +361,20 @@ TrafficProfile Drawn(uint64_t seed, uint64_t key, uint64_t speed, uint32_t minPc
 }
 
 } // namespace
+
+InterfaceDecl Declare(IfKind kind, const std::string &name, uint32_t ifindex)
+{
+    const KindDefaults &d = DefaultsOf(kind);
+    InterfaceDecl decl;
+    decl.kind = kind;
+    decl.name = name;
+    decl.ifindex = ifindex;
+    decl.ifType = d.ifType;
+    decl.forwardType = d.forwardType;
+    decl.speed = d.speed;
+    decl.statType = d.statType;
+    return decl;
+}
 
 const char *KindName(IfKind kind)
 {

@@ -46,6 +46,9 @@ struct InterfaceDecl {
     std::vector<std::string> members; // trunk member names
 };
 
+// An interface of this kind with the kind's interface type, forwarding type, speed and row type.
+InterfaceDecl Declare(IfKind kind, const std::string &name, uint32_t ifindex = 0);
+
 struct Inventory {
     uint32_t boardType = 6;
     uint32_t flowInterval = 30;

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <functional>
 #include <map>
+#include <set>
 
 #include "host/common.h"
 
@@ -58,11 +59,14 @@ Plugin:
   --plugin PATH          plugin library (default: the one this build made)
   --module-id N          module identifier handed to the entry (default 1)
 Device:
+  --source sim|linux     the simulated device (default), or this machine's own network links, read
+                         over rtnetlink once a second in real time (implies --real)
+  --netns NAME           --source linux: the links of this network namespace (ip netns NAME or a path)
   --inventory FILE       device inventory file (default: a top-of-rack board, see README)
   --board N              board type the device reports (default 6, or the inventory's)
   --ports N --trunks N --subifs N --routed N
                          shape of the default inventory (48, 4, 64, 8)
-  --flow-interval S      seconds between if_statistics snapshots (default 30)
+  --flow-interval S      seconds between if_statistics snapshots (default 30, 10 with --source linux)
   --seed N               seed of the traffic model (default 1)
   --jitter PCT           per-second traffic jitter in percent (default 2)
 Subscriptions:
@@ -80,6 +84,8 @@ Output:
   --format jsonl|raw     one decoded JSON line per envelope (default), or raw envelope records
   --log none|error|info  plugin log lines to standard error from this level (default error)
   --quiet                no summary on standard error
+  --listen ADDR:PORT     serve the latest samples as Prometheus metrics at http://ADDR:PORT/metrics
+                         (port 0 takes a free port; implies --real)
 )";
 }
 
@@ -156,7 +162,20 @@ Options ParseOptions(const std::vector<std::string> &args)
              }
          }},
         {"--log", [&](const std::string &v) { o.logLevel = ParseLogLevel(v); }},
+        {"--source",
+         [&](const std::string &v) {
+             if (v == "sim" || v == "simulated") {
+                 o.source = Options::Source::Simulated;
+             } else if (v == "linux") {
+                 o.source = Options::Source::Linux;
+             } else {
+                 throw std::invalid_argument("expected sim or linux");
+             }
+         }},
+        {"--netns", [&](const std::string &v) { o.netns = v; }},
+        {"--listen", [&](const std::string &v) { o.listen = v; }},
     };
+    std::set<std::string> given;
 
     for (; i < args.size(); ++i) {
         std::string flag = args[i];
@@ -183,6 +202,7 @@ Options ParseOptions(const std::vector<std::string> &args)
         if (it == valued.end()) {
             throw InputError("unknown option '" + args[i] + "' (see --help)");
         }
+        given.insert(flag);
         if (!hasValue) {
             if (i + 1 >= args.size()) {
                 throw InputError(flag + " needs a value");
@@ -194,6 +214,22 @@ Options ParseOptions(const std::vector<std::string> &args)
         } catch (const std::invalid_argument &e) {
             throw InputError("bad value for " + flag + ": " + e.what());
         }
+    }
+    if (o.source == Options::Source::Linux) {
+        for (const char *f : {"--inventory", "--ports", "--trunks", "--subifs", "--routed", "--seed", "--jitter", "--start"}) {
+            if (given.count(f) != 0) {
+                throw InputError(std::string(f) + " belongs to the simulated device, not to --source linux");
+            }
+        }
+        o.realTime = true;
+        if (!o.flowGiven) {
+            o.flowInterval = 10;
+        }
+    } else if (!o.netns.empty()) {
+        throw InputError("--netns belongs to --source linux");
+    }
+    if (!o.listen.empty()) {
+        o.realTime = true;
     }
     if (o.realTime && !o.durationGiven) {
         o.durationMs = 0;

@@ -20,6 +20,9 @@ struct Options {
     uint32_t moduleId = 1;
 
     // Device
+    enum class Source { Simulated, Linux };
+    Source source = Source::Simulated;
+    std::string netns; // --source linux: the network namespace to read ("" = the host's own)
     std::string inventoryFile;
     bool boardGiven = false;
     uint32_t board = 6;
@@ -44,6 +47,7 @@ struct Options {
     OutputFormat format = OutputFormat::Jsonl;
     uint32_t logLevel = 2; // plugin log lines from this level to stderr; 0 = none
     bool quiet = false;
+    std::string listen; // ADDR:PORT of the Prometheus endpoint, "" = none
 
     // decode
     std::string decodeInput = "-";

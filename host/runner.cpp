@@ -5,11 +5,14 @@
 #include <chrono>
 #include <csignal>
 #include <iostream>
+#include <memory>
 #include <thread>
 
 #include "host/common.h"
 #include "host/device.h"
+#include "host/linux_device.h"
 #include "host/loader.h"
+#include "host/metrics.h"
 #include "host/subscriptions.h"
 #include "standin/standin.h"
 
@@ -47,8 +50,23 @@ struct Task {
     uint64_t decodeErrors = 0;
 };
 
+// The machine's links: the reader enters the namespace (--netns) and stays there.
+std::unique_ptr<LinuxDevice> LinuxSource(const Options &o)
+{
+    auto reader = std::make_shared<LinkReader>(o.netns);
+    return std::make_unique<LinuxDevice>(
+        [reader](std::vector<LinkRecord> &links, std::string &error) { return reader->Read(links, error); },
+        o.flowInterval);
+}
+
 Inventory BuildInventory(const Options &o)
 {
+    if (o.source == Options::Source::Linux) {
+        Inventory inv; // the links are read when the run starts
+        inv.boardType = o.board;
+        inv.flowInterval = o.flowInterval;
+        return inv;
+    }
     Inventory inv = o.inventoryFile.empty() ? DefaultInventory(o.shape, o.seed) : LoadInventoryFile(o.inventoryFile);
     if (o.boardGiven) {
         inv.boardType = o.board;
@@ -89,11 +107,11 @@ std::string Pad(const std::string &s, size_t width)
     return s.size() >= width ? s + " " : s + std::string(width - s.size(), ' ');
 }
 
-void PrintSummary(const Inventory &inv, const LoadedPlugin &plugin, const std::vector<Task> &tasks, bool realTime,
-                  uint64_t t0, uint64_t tEnd, uint64_t strayEnvelopes)
+void PrintSummary(const Inventory &inv, size_t interfaces, const LoadedPlugin &plugin, const std::vector<Task> &tasks,
+                  bool realTime, uint64_t t0, uint64_t tEnd, uint64_t strayEnvelopes)
 {
     std::cerr << "zor_host: plugin " << plugin.path << "\n";
-    std::cerr << "zor_host: board " << inv.boardType << ", " << inv.interfaces.size() << " interfaces, "
+    std::cerr << "zor_host: board " << inv.boardType << ", " << interfaces << " interfaces, "
               << plugin.registrations.size() << " sensors registered, " << tasks.size() << " tasks, "
               << (tEnd - t0) / kUs << " s " << (realTime ? "real" : "simulated") << " time from " << FormatUtc(t0)
               << "\n";
@@ -120,7 +138,13 @@ void PrintSummary(const Inventory &inv, const LoadedPlugin &plugin, const std::v
 
 int DumpInventory(const Options &options)
 {
-    std::cout << FormatInventory(BuildInventory(options));
+    if (options.source == Options::Source::Linux) {
+        std::unique_ptr<LinuxDevice> device = LinuxSource(options);
+        device->Start(standin::NowUs());
+        std::cout << FormatInventory(device->AsInventory(options.board));
+    } else {
+        std::cout << FormatInventory(BuildInventory(options));
+    }
     return kExitOk;
 }
 
@@ -147,8 +171,21 @@ int RunHost(const Options &o)
     }
     const uint64_t tEnd = o.durationMs == 0 ? kNever : t0 + o.durationMs * 1000;
 
-    Device device(inv, o.seed, o.jitterPercent);
-    device.Start(t0);
+    // The listener is bound before the Linux source enters another namespace, so that it stays
+    // reachable where the host was started.
+    MetricsRegistry metrics;
+    std::unique_ptr<MetricsServer> server;
+    if (!o.listen.empty()) {
+        server = std::make_unique<MetricsServer>(metrics, o.listen);
+        std::cerr << "zor_host: Prometheus metrics at http://" << server->Address() << "/metrics" << std::endl;
+    }
+    std::unique_ptr<DeviceSource> device;
+    if (o.source == Options::Source::Linux) {
+        device = LinuxSource(o);
+    } else {
+        device = std::make_unique<Device>(inv, o.seed, o.jitterPercent);
+    }
+    device->Start(t0);
 
     const std::string pluginPath = o.plugin.empty() ? DefaultPluginPath() : o.plugin;
     LoadedPlugin plugin = LoadPlugin(pluginPath, inv.boardType, o.moduleId);
@@ -227,6 +264,14 @@ int RunHost(const Options &o)
         task->bytes += sample->dataLen;
         task->interfaces += r.interfaces;
         task->decodeErrors += r.ok ? 0 : 1;
+        if (server) {
+            const DecodedMessage m = DecodeMessage(task->sub.sensor->model, task->sub.json(),
+                                                   reinterpret_cast<const uint8_t *>(sample) + sizeof(SampleData),
+                                                   sample->dataLen);
+            if (m.error.empty()) {
+                metrics.Update(task->taskId, *task->sub.sensor, m);
+            }
+        }
         if (o.realTime) {
             out.Flush();
         }
@@ -240,6 +285,7 @@ int RunHost(const Options &o)
 
     auto stopTask = [&](Task &t) {
         t.stopped = true;
+        metrics.ForgetTask(t.taskId);
         if (t.reg->stopProc == nullptr) {
             return;
         }
@@ -261,7 +307,7 @@ int RunHost(const Options &o)
     while (!g_interrupted) {
         // The next event: a device collection, a task's stop, or a task's tick (in that order at
         // equal times).
-        uint64_t next = (device.LastSecond() + 1) * kUs;
+        uint64_t next = (device->LastSecond() + 1) * kUs;
         for (const Task &t : tasks) {
             if (!t.stopped) {
                 next = std::min({next, t.nextUs, t.stopUs});
@@ -282,7 +328,10 @@ int RunHost(const Options &o)
             standin::SetClockUs(next);
         }
         now = next;
-        device.AdvanceTo(now);
+        device->AdvanceTo(now);
+        if (server) {
+            metrics.Retain(device->InterfaceNames());
+        }
         for (Task &t : tasks) {
             if (!t.stopped && t.stopUs <= now) {
                 stopTask(t);
@@ -326,7 +375,7 @@ int RunHost(const Options &o)
         decodeErrors = decodeErrors || t.decodeErrors != 0;
     }
     if (!o.quiet) {
-        PrintSummary(inv, plugin, tasks, o.realTime, t0, now, strayEnvelopes);
+        PrintSummary(inv, device->InterfaceNames().size(), plugin, tasks, o.realTime, t0, now, strayEnvelopes);
     }
     return decodeErrors ? kExitDecode : kExitOk;
 }

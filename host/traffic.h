@@ -27,7 +27,7 @@ struct TrafficProfile {
 struct Counters {
     uint64_t inBytes = 0, outBytes = 0, inPackets = 0, outPackets = 0;
     uint64_t inUcast = 0, outUcast = 0, inMcast = 0, outMcast = 0, inBcast = 0, outBcast = 0;
-    uint64_t inErrors = 0, inCrcErrors = 0, inDiscards = 0, outDiscards = 0;
+    uint64_t inErrors = 0, outErrors = 0, inCrcErrors = 0, inDiscards = 0, outDiscards = 0;
     uint64_t v4InBytes = 0, v4OutBytes = 0, v4InPackets = 0, v4OutPackets = 0;
     uint64_t v6InBytes = 0, v6OutBytes = 0, v6InPackets = 0, v6OutPackets = 0;
 };

@@ -17,7 +17,8 @@ if ! dpkg --print-foreign-architectures | grep -qx "$debarch"; then
   apt-get update -qq
 fi
 scripts/deps.sh g++-aarch64-linux-gnu qemu-user \
-  "libcjson-dev:$debarch" "libgtest-dev:$debarch" "libprotobuf-dev:$debarch"
+  "libcjson-dev:$debarch" "libgtest-dev:$debarch" "libprotobuf-dev:$debarch" \
+  "libnl-route-3-dev:$debarch" "libcpp-httplib-dev:$debarch"
 installed=$(date +%s)
 
 build=build-$arch

@@ -54,7 +54,15 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 # sanitizers); soak_short runs the soak for 10000 simulated seconds (3000 under the sanitizers).
 # scripts/soak.sh runs the full soak.
 echo "== Release build"
-(cd build && ctest --output-on-failure -j "$jobs")
+(cd build && ctest --output-on-failure -j "$jobs" -LE real-system)
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
-(cd build-asan && ctest --output-on-failure -j "$jobs")
+(cd build-asan && ctest --output-on-failure -j "$jobs" -LE real-system)
 
+# == The host on the machine itself (label real-system, about a minute; needs root):
+#    zor_host --source linux in network namespaces the tests create (veth traffic, link changes,
+#    bond and VLAN where the kernel has them, --netns), in both builds; and the Prometheus endpoint
+#    checked by promtool and scraped for 30 s by a Prometheus server on loopback (Release only).
+echo "== Host on this machine's links and with Prometheus (Release)"
+(cd build && ctest --output-on-failure -j "$jobs" -L real-system)
+echo "== Host on this machine's links (AddressSanitizer + UndefinedBehaviorSanitizer)"
+(cd build-asan && ctest --output-on-failure -j "$jobs" -L real-system -E '^HostPrometheus')

@@ -17,54 +17,13 @@
 
 #include "host/device.h"
 #include "host/inventory.h"
+#include "host_test_support.h"
 #include "standin/standin.h"
+
+using namespace hosttest;
 
 namespace {
 
-
-// A parsed JSON value; numbers keep their integer text (the figures here stay below 2^53).
-struct J {
-    enum Type { Null, Num, Str, Arr, Obj } type = Null;
-    std::string s; // text of a string or number
-    std::vector<J> a;
-    std::vector<std::pair<std::string, J>> o;
-
-    const J &operator[](const std::string &key) const
-    {
-        static const J none;
-        for (const auto &m : o) {
-            if (m.first == key) {
-                return m.second;
-            }
-        }
-        return none;
-    }
-    uint64_t u() const { return std::stoull(s); }
-
-    static J From(const cJSON *c)
-    {
-        J v;
-        if (cJSON_IsNumber(c)) {
-            char text[32];
-            std::snprintf(text, sizeof(text), "%.17g", c->valuedouble);
-            v.type = Num;
-            v.s = text;
-        } else if (cJSON_IsString(c)) {
-            v.type = Str;
-            v.s = c->valuestring;
-        } else if (cJSON_IsArray(c) || cJSON_IsObject(c)) {
-            v.type = cJSON_IsArray(c) ? Arr : Obj;
-            for (const cJSON *m = c->child; m != nullptr; m = m->next) {
-                if (v.type == Arr) {
-                    v.a.push_back(From(m));
-                } else {
-                    v.o.emplace_back(m->string, From(m));
-                }
-            }
-        }
-        return v;
-    }
-};
 
 struct HostResult {
     int code = -1;
@@ -109,32 +68,6 @@ struct HostResult {
     }
 };
 
-std::string Quote(const std::string &s)
-{
-    std::string q = "'";
-    for (char c : s) {
-        q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return q + "'";
-}
-
-std::string Slurp(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-// Files of this process live in a directory of their own (tests run in parallel under CTest).
-std::string Tmp(const std::string &name)
-{
-    static const struct Dir {
-        std::string path = ::testing::TempDir() + "/host_run_XXXXXX";
-        Dir() { ::mkdtemp(&path[0]); }
-        ~Dir() { (void)!std::system(("rm -rf '" + path + "'").c_str()); }
-    } dir;
-    return dir.path + "/" + name;
-}
-
 HostResult Host(const std::vector<std::string> &args)
 {
     const std::string out = Tmp("stdout");
@@ -149,23 +82,8 @@ HostResult Host(const std::vector<std::string> &args)
     r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     r.out = Slurp(out);
     r.err = Slurp(err);
-    std::istringstream lines(r.out);
-    std::string line;
-    while (std::getline(lines, line)) {
-        if (!line.empty() && line[0] == '{') {
-            cJSON *parsed = cJSON_Parse(line.c_str());
-            r.lines.push_back(J::From(parsed));
-            cJSON_Delete(parsed);
-        }
-    }
+    r.lines = JsonLines(r.out);
     return r;
-}
-
-std::string WriteFile(const std::string &name, const std::string &text)
-{
-    const std::string path = Tmp(name);
-    std::ofstream(path) << text;
-    return path;
 }
 
 // A small device whose traffic the tests know exactly (run with --jitter 0).

@@ -13,6 +13,8 @@
 #include "host/common.h"
 #include "host/decode.h"
 #include "host/inventory.h"
+#include "host/linux_links.h"
+#include "host/metrics.h"
 #include "host/options.h"
 #include "host/output.h"
 #include "host/subscriptions.h"
@@ -346,6 +348,9 @@ TEST(HostInput, BadInputIsRefusedWithItsReason)
         {'o', "--start yesterday", "bad value for --start"},
         {'o', "--quiet=1", "takes no value"},
         {'o', "launch", "unknown command 'launch'"},
+        {'o', "--source linux --seed 3", "--seed belongs to the simulated device"},
+        {'o', "--netns n1", "--netns belongs to --source linux"},
+        {'o', "--source bsd", "bad value for --source"},
     };
     for (const auto &c : cases) {
         const std::string msg = ErrorOf([&] {
@@ -361,4 +366,50 @@ TEST(HostInput, BadInputIsRefusedWithItsReason)
         EXPECT_NE(msg.find(c.reason), std::string::npos) << c.text << " -> " << msg;
     }
     ErrorOf([] { DefaultInventory(InventoryShape{4, 4, 0, 0}, 1); });
+}
+
+TEST(HostMetrics, ExpositionOfSamplesAndTheirRemoval)
+{
+    MetricsRegistry reg;
+    const SensorInfo &common = *FindSensorByName("ZOR_IFM_COMMONIFSTAT");
+    const SensorInfo &subif = *FindSensorByName("ZOR_IFM_SUBIFSTAT");
+    DecodedMessage m;
+    m.interfaces.push_back({"GE1/0/1", false, 0, {{"in-bit-rate", false, 1004, ""}, {"in-use-rate", true, 0, "41.68%"},
+                                                  {"receive-drop-packet", false, 7, ""}}});
+    m.interfaces.push_back({"a\\\"b", false, 0, {{"send-byte", false, 5, ""}}});
+    reg.Update(1, common, m);
+    DecodedMessage s;
+    s.interfaces.push_back({"GE1/0/1", true, 100, {{"in-octets", false, 9, ""}, {"last-clear", false, 1500000000, ""}}});
+    reg.Update(2, subif, s);
+    const std::string text = reg.Render();
+    for (const char *line : {
+             "# TYPE zor_ifm_receive_bytes_per_second gauge\n"
+             "zor_ifm_receive_bytes_per_second{sensor=\"ZOR_IFM_COMMONIFSTAT\",interface=\"GE1/0/1\",task=\"1\"} 125.5\n",
+             "zor_ifm_receive_utilization_ratio{sensor=\"ZOR_IFM_COMMONIFSTAT\",interface=\"GE1/0/1\",task=\"1\"} 0.4168\n",
+             "# TYPE zor_ifm_receive_drops_total counter\n",
+             "zor_ifm_transmit_bytes_total{sensor=\"ZOR_IFM_COMMONIFSTAT\",interface=\"a\\\\\\\"b\",task=\"1\"} 5\n",
+             "# HELP zor_ifm_receive_bytes_total Latest sample of the plugin's in-octets.\n",
+             "zor_ifm_receive_bytes_total{sensor=\"ZOR_IFM_SUBIFSTAT\",interface=\"GE1/0/1.100\",task=\"2\"} 9\n",
+             "zor_ifm_last_clear_timestamp_seconds{sensor=\"ZOR_IFM_SUBIFSTAT\",interface=\"GE1/0/1.100\",task=\"2\"} 1.5\n",
+         }) {
+        EXPECT_NE(text.find(line), std::string::npos) << line << "\nin\n" << text;
+    }
+    reg.Retain({"GE1/0/1", "GE1/0/1.100"});
+    EXPECT_EQ(reg.Render().find("a\\\\"), std::string::npos);
+    reg.ForgetTask(1);
+    EXPECT_EQ(reg.Render().find("ZOR_IFM_COMMONIFSTAT"), std::string::npos);
+    EXPECT_NE(reg.Render().find("ZOR_IFM_SUBIFSTAT"), std::string::npos);
+    EXPECT_EQ(MetricOf("receive-ipv6-packet-rate")->name, std::string("zor_ifm_ipv6_receive_packets_per_second"));
+    EXPECT_EQ(MetricOf("timestamp"), nullptr);
+}
+
+TEST(HostLinux, Snmp6CountersOfNewerAndOlderKernels)
+{
+    const Ipv6Stats v = ParseSnmp6("ifIndex 4\nIp6InReceives 12\nIp6OutRequests 3\nIp6InOctets 1200\n"
+                                   "Ip6OutOctets 640\nIp6OutTransmits 5\n");
+    EXPECT_EQ(v.inPackets, 12u);
+    EXPECT_EQ(v.inBytes, 1200u);
+    EXPECT_EQ(v.outPackets, 5u); // transmitted, forwarded included
+    EXPECT_EQ(v.outBytes, 640u);
+    EXPECT_EQ(ParseSnmp6("Ip6OutRequests 3\n").outPackets, 3u);
 }
