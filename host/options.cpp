@@ -216,7 +216,8 @@ Options ParseOptions(const std::vector<std::string> &args)
         }
     }
     if (o.source == Options::Source::Linux) {
-        for (const char *f : {"--inventory", "--ports", "--trunks", "--subifs", "--routed", "--seed", "--jitter", "--start"}) {
+        for (const char *f :
+             {"--inventory", "--ports", "--trunks", "--subifs", "--routed", "--seed", "--jitter", "--start"}) {
             if (given.count(f) != 0) {
                 throw InputError(std::string(f) + " belongs to the simulated device, not to --source linux");
             }

@@ -81,8 +81,9 @@ TEST(HostPrometheus, PromtoolAcceptsAScrapeAndPrometheusRatesAgreeWithThePlugin)
 
     // promtool's lint: names, units, _total on counters, HELP and TYPE.
     const std::string file = WriteFile("scrape.txt", scrape);
-    const int lint = std::system(("promtool check metrics <" + Quote(file) + " >" + Quote(Tmp("promtool.out")) + " 2>&1").c_str());
-    EXPECT_EQ(lint, 0) << Slurp(Tmp("promtool.out"));
+    const std::string lintOut = Tmp("promtool.out");
+    const int lint = std::system(("promtool check metrics <" + Quote(file) + " >" + Quote(lintOut) + " 2>&1").c_str());
+    EXPECT_EQ(lint, 0) << Slurp(lintOut);
     const std::string port = "{sensor=\"ZOR_IFM_COMMONIFSTAT\",interface=\"GE1/0/1\",task=\"1\"}";
     EXPECT_NE(scrape.find("# TYPE zor_ifm_receive_bytes_total counter\n"), std::string::npos) << scrape;
     EXPECT_NE(scrape.find("# TYPE zor_ifm_receive_bytes_per_second gauge\n"), std::string::npos);

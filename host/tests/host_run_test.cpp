@@ -2,7 +2,6 @@
 // interval, compared with the traffic model; and the host's refusals of bad input.
 #include <gtest/gtest.h>
 
-#include <cjson/cJSON.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,7 +22,6 @@
 using namespace hosttest;
 
 namespace {
-
 
 struct HostResult {
     int code = -1;
