@@ -102,49 +102,34 @@ LinkRecord Parse(const LinkMsg &l)
     return out.empty() ? LinkRecord{} : out[0];
 }
 
-// Runs one tick of a subscription on the plugin and returns its interfaces by full name.
-std::map<std::string, DecodedInterface> Tick(const LoadedPlugin &plugin, const std::string &sub, uint32_t task)
+// One tick of a subscription on the plugin: every value by interface (full name) and member.
+using Report = std::map<std::string, std::map<std::string, uint64_t>>;
+Report Tick(const LoadedPlugin &plugin, const std::string &sub, uint32_t task)
 {
     const Subscription s = ParseSubscription(sub, "test");
-    std::map<std::string, DecodedInterface> got;
+    Report got;
     standin::SetUploadHandler([&](uint32_t, const SampleData *d) -> uint32_t {
         const DecodedMessage m = DecodeMessage(s.sensor->model, s.json(), reinterpret_cast<const uint8_t *>(d + 1),
                                                d->dataLen);
         EXPECT_EQ(m.error, "");
         for (const DecodedInterface &i : m.interfaces) {
-            got[i.isSubif ? i.name + "." + std::to_string(i.subif) : i.name] = i;
+            for (const DecodedValue &v : i.values) {
+                got[i.isSubif ? i.name + "." + std::to_string(i.subif) : i.name][v.key] = v.number;
+            }
         }
         return 0;
     });
     TlmTaskInfo cfg = BuildTaskInfo(s);
     const Registration *reg = plugin.Find(s.sensor->name);
-    EXPECT_NE(reg, nullptr);
-    if (reg != nullptr) {
-        EXPECT_EQ(reg->taskProc(0xC0DE0000u + task, task, &cfg), 0u);
-    }
+    EXPECT_TRUE(reg != nullptr && reg->taskProc(0xC0DE0000u + task, task, &cfg) == 0) << sub;
     standin::SetUploadHandler(nullptr);
     return got;
 }
 
-uint64_t Value(const std::map<std::string, DecodedInterface> &ifs, const std::string &name, const std::string &key)
-{
-    auto it = ifs.find(name);
-    EXPECT_NE(it, ifs.end()) << name;
-    if (it != ifs.end()) {
-        for (const DecodedValue &v : it->second.values) {
-            if (v.key == key) {
-                return v.number;
-            }
-        }
-    }
-    ADD_FAILURE() << name << " has no " << key;
-    return 0;
-}
-
-std::set<std::string> Names(const std::map<std::string, DecodedInterface> &ifs)
+std::set<std::string> Names(const Report &r)
 {
     std::set<std::string> n;
-    for (const auto &i : ifs) {
+    for (const auto &i : r) {
         n.insert(i.first);
     }
     return n;
@@ -194,30 +179,30 @@ TEST(LinuxLinks, BondMembersAndVlanFromNetlinkMessagesThroughThePlugin)
     // port eth0 (0x10), loopback and the bridge (0x1000); the VLAN is a subinterface only.
     const auto ip = Tick(plugin, "ipstat 1s", 1);
     EXPECT_EQ(Names(ip), (std::set<std::string>{"bond0", "br0", "eth0", "lo"}));
-    EXPECT_EQ(Value(ip, "bond0", "receive-ip-byte"), 1000000u);
-    EXPECT_EQ(Value(ip, "bond0", "receive-ipv6-byte"), 100000u);
-    EXPECT_EQ(Value(ip, "bond0", "receive-ipv4-byte"), 900000u); // link minus IPv6
-    EXPECT_EQ(Value(ip, "bond0", "receive-ipv4-packet"), 10000u - 400);
-    EXPECT_EQ(Value(ip, "eth0", "send-ip-byte"), 100000u);
+    EXPECT_EQ(ip.at("bond0").at("receive-ip-byte"), 1000000u);
+    EXPECT_EQ(ip.at("bond0").at("receive-ipv6-byte"), 100000u);
+    EXPECT_EQ(ip.at("bond0").at("receive-ipv4-byte"), 900000u); // link minus IPv6
+    EXPECT_EQ(ip.at("bond0").at("receive-ipv4-packet"), 10000u - 400);
+    EXPECT_EQ(ip.at("eth0").at("send-ip-byte"), 100000u);
 
     // common-statistics: ports from their port rows, the trunk as the sum of its members (with the
     // 20 bytes of line overhead per packet), the VLAN (0x1), loopback and bridge (0x1000).
     const auto common = Tick(plugin, "common 1s", 2);
     EXPECT_EQ(Names(common), (std::set<std::string>{"bond0", "bond0.10", "br0", "eth0", "lo", "va1", "va2"}));
-    EXPECT_EQ(Value(common, "bond0", "receive-byte"), 300000u + 700000 + 20 * (3000 + 7000));
-    EXPECT_EQ(Value(common, "va1", "receive-multicast-packet"), 300u);
-    EXPECT_EQ(Value(common, "va1", "receive-unicast-packet"), 3000u - 300);
-    EXPECT_EQ(Value(common, "bond0.10", "receive-byte"), 200000u);
-    EXPECT_EQ(Value(common, "lo", "receive-error-packet"), 0u); // the if_statistics path has none
+    EXPECT_EQ(common.at("bond0").at("receive-byte"), 300000u + 700000 + 20 * (3000 + 7000));
+    EXPECT_EQ(common.at("va1").at("receive-multicast-packet"), 300u);
+    EXPECT_EQ(common.at("va1").at("receive-unicast-packet"), 3000u - 300);
+    EXPECT_EQ(common.at("bond0.10").at("receive-byte"), 200000u);
+    EXPECT_EQ(common.at("lo").at("receive-error-packet"), 0u); // the if_statistics path has none
 
     const auto subif = Tick(plugin, "subif 1s", 3);
     EXPECT_EQ(Names(subif), (std::set<std::string>{"bond0.10"}));
-    EXPECT_EQ(Value(subif, "bond0.10", "in-octets"), 200000u);
-    EXPECT_EQ(Value(subif, "bond0.10", "out-octets"), 400000u);
+    EXPECT_EQ(subif.at("bond0.10").at("in-octets"), 200000u);
+    EXPECT_EQ(subif.at("bond0.10").at("out-octets"), 400000u);
 
     const auto mib = Tick(plugin, "mib 1s", 4);
     EXPECT_EQ(Names(mib), (std::set<std::string>{"bond0", "br0", "eth0", "lo", "va1", "va2"}));
-    EXPECT_EQ(Value(mib, "bond0", "send-drop-packet"), 4u);
+    EXPECT_EQ(mib.at("bond0").at("send-drop-packet"), 4u);
 
     // A second later: va2 renamed, the bridge gone, eth0 a new link under its old index (counters
     // went back), and va1 out of the bond (now a port with its own IP row).
@@ -231,8 +216,8 @@ TEST(LinuxLinks, BondMembersAndVlanFromNetlinkMessagesThroughThePlugin)
     device.AdvanceTo(standin::NowUs());
     const auto after = Tick(plugin, "common 1s", 2);
     EXPECT_EQ(Names(after), (std::set<std::string>{"bond0", "bond0.10", "eth0", "lo", "va1", "va2x"}));
-    EXPECT_EQ(Value(after, "eth0", "receive-byte"), 10u + 20);
-    EXPECT_EQ(Value(after, "bond0", "receive-byte"), 700000u + 20 * 7000);
+    EXPECT_EQ(after.at("eth0").at("receive-byte"), 10u + 20);
+    EXPECT_EQ(after.at("bond0").at("receive-byte"), 700000u + 20 * 7000);
     EXPECT_EQ(Names(Tick(plugin, "ipstat 1s", 1)), (std::set<std::string>{"bond0", "eth0", "lo", "va1"}));
     EXPECT_EQ(standin::store::FindIf(7), nullptr);
     EXPECT_EQ(standin::store::FindIfStat(7), nullptr);
