@@ -159,6 +159,7 @@ void LinuxDevice::Sync(const std::vector<LinkRecord> &links, bool boundary)
         counters[l.ifindex] = LinkCounters(l);
     }
     std::map<uint32_t, Live> next;
+    bool removed = false;
     for (const InterfaceRows &r : MapLinks(links, flowInterval_)) {
         const uint32_t ifindex = r.decl.ifindex;
         const Counters &c = counters[ifindex];
@@ -166,6 +167,7 @@ void LinuxDevice::Sync(const std::vector<LinkRecord> &links, bool boundary)
         if (it == live_.end() || Reshaped(it->second.rows, it->second.now, r, c)) {
             if (it != live_.end()) {
                 RemoveRows(it->second.rows);
+                removed = true;
             }
             PutRows(r, c, Counters{}, 0, ts);
             next[ifindex] = Live{r, c, c, ts};
@@ -195,7 +197,11 @@ void LinuxDevice::Sync(const std::vector<LinkRecord> &links, bool boundary)
     for (const auto &gone : live_) {
         if (next.count(gone.first) == 0) {
             RemoveRows(gone.second.rows);
+            removed = true;
         }
+    }
+    if (removed) {
+        st::Compact(); // links come and go for as long as the host runs
     }
     live_.swap(next);
 }
