@@ -281,6 +281,19 @@ void ClearAllocFaults()
     standin_fault::Disarm(standin_fault::FP_MDTLM_AllocBuff);
 }
 
+uint64_t BufferSize(const void *buf)
+{
+    if (buf == nullptr) {
+        return 0;
+    }
+    const auto *head = static_cast<const BuffHeader *>(buf) - 1;
+    if (head->magic != kLiveMagic) {
+        std::fprintf(stderr, "standin: BufferSize(%p): not a live framework buffer\n", buf);
+        std::abort();
+    }
+    return head->size;
+}
+
 void SetAllocFill(bool on)
 {
     g_allocFill.store(on);

@@ -56,6 +56,8 @@ void FailAllocAt(uint64_t nth);
 /* Fails every MDTLM_AllocBuff call from the nth one counted from now on. */
 void FailAllocFrom(uint64_t nth);
 void ClearAllocFaults();
+/* Size of a live buffer from MDTLM_AllocBuff, as asked for (0 for null). */
+uint64_t BufferSize(const void *buf);
 /* New buffers are filled with 0xA5 so that a missing zeroing shows (default on); benchmarks turn
  * the fill off to measure the plugin rather than the stand-in. */
 void SetAllocFill(bool on);
@@ -194,7 +196,14 @@ void Compact();
  * next) returns `code`, or every call from the nth on when `every` is true. A getter that fails
  * with 13044 leaves its destination as it was, like the real store. */
 void InjectFault(const std::string &function, uint32_t code, uint64_t nth = 1, bool every = false);
+/* Runs `action` once, just before the nth call of a store function from now (1 = the next) does its
+ * work, so that the store can change in the middle of a tick (rows that vanish between being counted
+ * and being listed, say). The action must not call the store functions itself. */
+void AtCall(const std::string &function, uint64_t nth, std::function<void()> action);
+/* Clears injected faults and pending actions. */
 void ClearFaults();
+/* Names of every store function that InjectFault, AtCall and CallCount know. */
+const std::vector<std::string> &FunctionNames();
 /* Calls of a store function since the last Reset or ResetCallCounts. */
 uint64_t CallCount(const std::string &function);
 void ResetCallCounts();

@@ -11,6 +11,7 @@
 // is armed. Names are mapped to ids only in the control API.
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
@@ -84,17 +85,36 @@ struct Fault {
     uint32_t code;
 };
 
+// An action that runs before the nth call of a function (AtCall).
+struct Action {
+    uint64_t countdown; // 0: none pending
+    std::function<void()> run;
+};
+
 uint64_t g_calls[FN_COUNT];
 Fault g_faults[FN_COUNT];
-bool g_anyFault = false;
+Action g_actions[FN_COUNT];
+bool g_anyFault = false; // a fault or an action is pending on some function
 uint64_t g_liveObjects = 0;
 
 void RecomputeAnyFault()
 {
     g_anyFault = false;
-    for (const Fault &f : g_faults) {
-        g_anyFault = g_anyFault || f.armed;
+    for (uint32_t i = 0; i < FN_COUNT; ++i) {
+        g_anyFault = g_anyFault || g_faults[i].armed || g_actions[i].countdown != 0;
     }
+}
+
+void RunDueAction(FnId id)
+{
+    Action &a = g_actions[id];
+    if (a.countdown == 0 || --a.countdown != 0) {
+        return;
+    }
+    const std::function<void()> run = std::move(a.run);
+    a.run = nullptr;
+    RecomputeAnyFault();
+    run();
 }
 
 bool FaultFires(FnId id, uint32_t *code)
@@ -138,6 +158,7 @@ FnId FnByName(const std::string &name, bool *found = nullptr)
     do {                                                       \
         ++g_calls[id];                                         \
         if (__builtin_expect(g_anyFault || standin_fault::g_randomOn.load(std::memory_order_relaxed), 0)) { \
+            RunDueAction(id);                                  \
             uint32_t injected_;                                \
             if (FaultFires(id, &injected_)) {                  \
                 return injected_;                              \
@@ -443,7 +464,12 @@ struct DbObj {
 // Objects and child nodes are recycled through free lists: every keyed read creates and releases
 // an object and a node, and the allocator would otherwise be a visible share of a tick. Under
 // AddressSanitizer they are allocated and freed one by one, so that a use after release shows.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define STANDIN_ASAN 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(STANDIN_ASAN)
 constexpr bool kRecycle = false;
 #else
 constexpr bool kRecycle = true;
@@ -1024,12 +1050,31 @@ void InjectFault(const std::string &function, uint32_t code, uint64_t nth, bool 
     g_anyFault = true;
 }
 
+void AtCall(const std::string &function, uint64_t nth, std::function<void()> action)
+{
+    const FnId id = FnByName(function);
+    if (nth == 0) {
+        throw std::invalid_argument("standin store: AtCall needs nth >= 1 (1 = the next call)");
+    }
+    g_actions[id] = Action{nth, std::move(action)};
+    g_anyFault = true;
+}
+
 void ClearFaults()
 {
     for (Fault &f : g_faults) {
         f = Fault{};
     }
+    for (Action &a : g_actions) {
+        a = Action{};
+    }
     g_anyFault = false;
+}
+
+const std::vector<std::string> &FunctionNames()
+{
+    static const std::vector<std::string> names(std::begin(kFnNames), std::end(kFnNames));
+    return names;
 }
 
 uint64_t CallCount(const std::string &function)
