@@ -1,5 +1,6 @@
 #include "host/output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -11,6 +12,7 @@ namespace {
 
 constexpr size_t kMagicLen = sizeof(kRawMagic) - 1;
 constexpr uint32_t kMaxRecord = 1u << 30;
+constexpr size_t kReadPiece = 1u << 16;
 
 void PutU32(std::string &out, uint32_t v)
 {
@@ -78,6 +80,16 @@ RawReader::RawReader(const std::string &path) : file_(stdin), own_(false), path_
         }
         own_ = true;
     }
+    ReadMagic();
+}
+
+RawReader::RawReader(FILE *file, const std::string &name) : file_(file), own_(false), path_(name)
+{
+    ReadMagic();
+}
+
+void RawReader::ReadMagic()
+{
     char magic[kMagicLen];
     if (std::fread(magic, 1, kMagicLen, file_) != kMagicLen || std::memcmp(magic, kRawMagic, kMagicLen) != 0) {
         throw InputError(path_ + " is not a raw envelope file (no ZORRAW1 header)");
@@ -107,9 +119,15 @@ bool RawReader::Next(RawRecord &record)
     if (size < 2 || size > kMaxRecord) {
         throw InputError(where + " has an impossible length " + std::to_string(size));
     }
-    std::vector<uint8_t> body(size);
-    if (std::fread(body.data(), 1, size, file_) != size) {
-        throw InputError(where + " is cut short");
+    // Read in pieces, so that a length field larger than the file costs no more than the file.
+    std::vector<uint8_t> body;
+    while (body.size() < size) {
+        const size_t have = body.size();
+        const size_t want = std::min<size_t>(kReadPiece, size - have);
+        body.resize(have + want);
+        if (std::fread(body.data() + have, 1, want, file_) != want) {
+            throw InputError(where + " is cut short");
+        }
     }
     const size_t nameLen = body[0];
     if (1 + nameLen + 1 > size) {
