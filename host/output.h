@@ -51,12 +51,16 @@ private:
 class RawReader {
 public:
     explicit RawReader(const std::string &path);
+    // Reads an open stream, which stays open; `name` names it in messages.
+    RawReader(FILE *file, const std::string &name);
     ~RawReader();
     RawReader(const RawReader &) = delete;
     RawReader &operator=(const RawReader &) = delete;
     bool Next(RawRecord &record);
 
 private:
+    void ReadMagic();
+
     FILE *file_;
     bool own_;
     std::string path_;

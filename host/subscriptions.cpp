@@ -176,12 +176,8 @@ Subscription ParseSubscription(const std::string &line, const std::string &where
     return sub;
 }
 
-std::vector<Subscription> LoadSubscriptionFile(const std::string &path)
+std::vector<Subscription> ParseSubscriptions(std::istream &in, const std::string &source)
 {
-    std::ifstream in(path);
-    if (!in) {
-        throw InputError("cannot read subscription file " + path);
-    }
     std::vector<Subscription> subs;
     std::string line;
     size_t n = 0;
@@ -191,9 +187,18 @@ std::vector<Subscription> LoadSubscriptionFile(const std::string &path)
         if (Trim(line).empty()) {
             continue;
         }
-        subs.push_back(ParseSubscription(line, path + ":" + std::to_string(n)));
+        subs.push_back(ParseSubscription(line, source + ":" + std::to_string(n)));
     }
     return subs;
+}
+
+std::vector<Subscription> LoadSubscriptionFile(const std::string &path)
+{
+    std::ifstream in(path);
+    if (!in) {
+        throw InputError("cannot read subscription file " + path);
+    }
+    return ParseSubscriptions(in, path);
 }
 
 TlmTaskInfo BuildTaskInfo(const Subscription &sub)

@@ -19,6 +19,7 @@
 #define ZOR_HOST_SUBSCRIPTIONS_H
 
 #include <cstdint>
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,8 @@ struct Subscription {
 
 // Throws HostError (exit code 2) with `where` and the reason.
 Subscription ParseSubscription(const std::string &line, const std::string &where);
+// Subscription lines ('#' starts a comment); messages name `source` and the line.
+std::vector<Subscription> ParseSubscriptions(std::istream &in, const std::string &source);
 std::vector<Subscription> LoadSubscriptionFile(const std::string &path);
 // The task configuration of a subscription: every byte not set here is zero.
 TlmTaskInfo BuildTaskInfo(const Subscription &sub);

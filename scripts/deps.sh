@@ -7,7 +7,9 @@ pkgs=(cmake make g++ pkg-config binutils libcjson-dev libgtest-dev libgmock-dev 
       libprotobuf-c-dev protobuf-c-compiler nanopb libnanopb-dev valgrind python3
       # zor_host --source linux reads links over rtnetlink; --listen serves Prometheus metrics;
       # the tests create namespaces and links with ip and check scrapes with promtool and prometheus.
-      libnl-route-3-dev libcpp-httplib-dev iproute2 prometheus "$@")
+      libnl-route-3-dev libcpp-httplib-dev iproute2 prometheus
+      clang libclang-rt-14-dev  # clang and its libFuzzer/sanitizer runtimes: the fuzz tree
+      "$@")
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the plugin alone (as for a device), then the project twice (Release, and Debug with
-# AddressSanitizer and UndefinedBehaviorSanitizer) and runs the whole test suite in both builds;
-# the Release tree also makes the Debian packages.
+# AddressSanitizer and UndefinedBehaviorSanitizer) and runs the whole test suite in both builds
+# (the fuzz corpora are replayed in both); the Release tree also makes the Debian packages. Then
+# builds the fuzz targets with clang and libFuzzer and runs each for a bounded time.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
@@ -66,3 +67,10 @@ echo "== Host on this machine's links and with Prometheus (Release)"
 (cd build && ctest --output-on-failure -j "$jobs" -L real-system)
 echo "== Host on this machine's links (AddressSanitizer + UndefinedBehaviorSanitizer)"
 (cd build-asan && ctest --output-on-failure -j "$jobs" -L real-system -E '^HostPrometheus')
+
+# ---- Fuzzing: the libFuzzer tree (clang, ASan + UBSan, build-fuzz/) runs every fuzz target for
+# ZOR_FUZZ_SECONDS (50 s) from its checked-in corpus, two at a time; about 3 minutes with the build.
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZOR_FUZZ=ON >/dev/null
+cmake --build build-fuzz -j "$jobs"
+echo "== Fuzz targets (libFuzzer), a bounded run each"
+(cd build-fuzz && ctest --output-on-failure -j "$jobs")
