@@ -1,7 +1,7 @@
 // Fuzz target of the host's raw-file decoder (`zor_host decode`): the input is a raw file, the
 // magic and then records. Every record is read and its envelope decoded into an output line, as the
 // decode command does. Oracles: no crash or sanitizer report; a malformed file ends with the host's
-// input error and nothing else; every line is exactly one JSON object naming the record's sensor,
+// input error (exit code 2) and nothing else; every line is exactly one JSON object naming the record's sensor,
 // with "error" when the message did not decode and otherwise an "interfaces" array whose names are
 // the names the message decodes to (bytes that are not UTF-8 shown as U+FFFD).
 #include <cstdio>
@@ -76,8 +76,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             }
             CheckLine(*sensor, rec, host::DecodeEnvelope(*sensor, rec.json, rec.envelope.data(), rec.envelope.size()));
         }
-    } catch (const host::HostError &) {
-        // A malformed file: refused with a message.
+    } catch (const host::HostError &e) {
+        fuzz::Check(e.exitCode() == host::kExitUsage, std::string("refused with another exit code: ") + e.what());
     }
     std::fclose(file);
     return 0;

@@ -1,5 +1,5 @@
 // Fuzz target of the host's subscription parser: the input is a subscription file. Oracles: no
-// crash or sanitizer report; bad text ends with the host's input error and nothing else; an accepted
+// crash or sanitizer report; bad text ends with the host's input error (exit code 2) and nothing else; an accepted
 // subscription names a sensor, has an interval above 0, at most two thresholds with counter names
 // of 1 to 65 characters and a stop after its start; the task record built from it holds its texts
 // whole within their fields, the pattern's length in condNameLen, and zeros elsewhere; and the
@@ -103,8 +103,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         for (const host::Subscription &sub : host::ParseSubscriptions(text, "input")) {
             CheckSubscription(sub);
         }
-    } catch (const host::HostError &) {
-        // Refused with a message.
+    } catch (const host::HostError &e) {
+        fuzz::Check(e.exitCode() == host::kExitUsage, std::string("refused with another exit code: ") + e.what());
     }
     return 0;
 }

@@ -12,9 +12,11 @@
 // header holds the task, the cookie and two equal timestamps; every message parses strictly (GPB
 // against the descriptors of proto/, no unknown or repeated singular field, JSON as exactly one
 // value) and decodes without a warning; every reported name belongs to an interface of the device;
+// use rates are percent texts of at most 100.00%;
 // after the stops no framework buffer, cache node or store object is left. The whole scenario runs
-// a second time with every tick's encoding swapped, and (unless an allocation failed on purpose,
-// which strikes different calls in the two encodings) each envelope must carry the same values.
+// a second time with every tick's encoding swapped and every reserved byte of the record flipped,
+// and (unless an allocation failed on purpose, which strikes different calls in the two encodings)
+// each envelope must carry the same interfaces and values.
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/unknown_field_set.h>
 
@@ -375,6 +377,21 @@ bool StrictGpb(const pb::Descriptor *d, const std::string &bytes, std::string &w
     return true;
 }
 
+// A use rate: percent with two decimals, at most 100.00%.
+bool PercentText(const std::string &t)
+{
+    const size_t dot = t.find('.');
+    if (dot == std::string::npos || dot == 0 || t.size() != dot + 4 || t.back() != '%') {
+        return false;
+    }
+    for (size_t i = 0; i + 1 < t.size(); ++i) {
+        if (i != dot && (t[i] < '0' || t[i] > '9')) {
+            return false;
+        }
+    }
+    return std::strtod(t.c_str(), nullptr) <= 100.0;
+}
+
 struct Upload {
     uint32_t sensor;
     SampleData header;
@@ -430,6 +447,9 @@ std::vector<host::DecodedInterface> CheckEnvelope(const Tick &t, const Upload &u
                               *end == '\0' && end != n.c_str() + dot + 1 && static_cast<uint32_t>(number) == di.subif);
         }
         fuzz::Check(known, what + ": reported interface '" + di.name + "' is not one of the device");
+        for (const host::DecodedValue &v : di.values) {
+            fuzz::Check(!v.isText || PercentText(v.text), what + ": " + v.key + " of " + di.name + " is " + v.text);
+        }
     }
     return msg.interfaces;
 }
@@ -457,6 +477,24 @@ struct Run {
     bool allocFault = false;
 };
 
+// The bytes of a task record that are never interpreted take other values in the second run, so
+// that reading them (beyond a text's capacity, say) shows as a difference between the runs.
+void FlipReservedBytes(TlmTaskInfo &record)
+{
+    const auto flip = [](uint8_t *bytes, size_t n) {
+        for (size_t i = 0; i < n; ++i) {
+            bytes[i] ^= 0xFF;
+        }
+    };
+    flip(record.reserved0, sizeof(record.reserved0));
+    flip(record.reserved1, sizeof(record.reserved1));
+    flip(record.reserved2, sizeof(record.reserved2));
+    flip(record.reserved3, sizeof(record.reserved3));
+    for (TlmThreshold &t : record.threshold) {
+        flip(t.reserved0, sizeof(t.reserved0));
+    }
+}
+
 void StartPlugin()
 {
     standin::SetRegHandler([](uint32_t, const char *, const TlmSensorReg *reg) {
@@ -482,6 +520,9 @@ Run RunScenario(const uint8_t *data, size_t size, bool swapEncodings)
     fuzz::ByteReader in(data, size);
     TlmTaskInfo record;
     in.Bytes(&record, sizeof(record));
+    if (swapEncodings) {
+        FlipReservedBytes(record);
+    }
 
     const uint8_t clock = in.U8();
     const uint64_t starts[] = {1704067200, 0, 4294967290ull, 0};
