@@ -54,16 +54,12 @@ TEST_F(NameFilterTest, PatternsIgnoreCaseAndDecideOnTheLastCharacter)
     }
 }
 
-TEST_F(NameFilterTest, OversizedLengthsStayInsideTheirFields)
+// That a condNameLen beyond the field never reads past it is the task fuzz target's (it flips every
+// reserved byte of the record between two runs that must agree).
+TEST_F(NameFilterTest, NameFillingItsBufferIsReadInPlace)
 {
-    // condName full to its end without a NUL and condNameLen 500: only the field's 102 characters
-    // count. Its last one is 'X', while the byte 500 behind the field's start holds '*'.
-    TlmTaskInfo cfg = NameCond(std::string(TLM_COND_NAME_LEN - 1, 'A') + "X");
-    cfg.condNameLen = 500;
-    reinterpret_cast<char *>(&cfg)[offsetof(TlmTaskInfo, condName) + 499] = '*';
-    EXPECT_EQ(Drops(cfg, "AAAA"), 1u);
-
     // A 64-byte name without a terminator, in a heap block of exactly 64 bytes.
+    TlmTaskInfo cfg = NameCond(std::string(TLM_COND_NAME_LEN, 'A'));
     char *exact = static_cast<char *>(malloc(IFM_IF_NAME_LEN));
     memset(exact, 'A', IFM_IF_NAME_LEN);
     cfg.condNameLen = 64;

@@ -81,21 +81,12 @@ TEST_F(SubifCondTest, Conditions)
     EXPECT_EQ(standin::CountLog("IFM_DataFilterByCond:strtol error, Transformation was not adequate", 2), 3u);
 }
 
+// Reads past condIndex or past condNameLen's field are the task fuzz target's (it flips every
+// reserved byte of the record between two runs that must agree); here: condName filling its field.
 TEST_F(SubifCondTest, UnterminatedFieldsEndAtTheirCapacity)
 {
-    // condIndex fills its 32 bytes; the byte after it must not join the number.
-    TlmTaskInfo cfg = Cfg(2, "GE1/0/1", std::string(29, '0') + "100");
-    reinterpret_cast<char *>(&cfg)[offsetof(TlmTaskInfo, condIndex) + TLM_COND_INDEX_LEN] = '9';
-    EXPECT_EQ(Check("GE1/0/1.100", cfg), 0u);
-
-    // condNameLen 500 counts as 102: a "*" at position 499 is never seen.
-    cfg = Cfg(1, "GE1/0/1");
-    cfg.condNameLen = 500;
-    reinterpret_cast<char *>(&cfg)[offsetof(TlmTaskInfo, condName) + 499] = '*';
-    EXPECT_EQ(Check("GE1/0/1.3", cfg), 0u);
-
     // condName of 102 characters without a terminator, as exact name, prefix, and with a number.
-    cfg = Cfg(1, std::string(TLM_COND_NAME_LEN, 'G'));
+    TlmTaskInfo cfg = Cfg(1, std::string(TLM_COND_NAME_LEN, 'G'));
     EXPECT_EQ(Check("GGG.3", cfg), 1u);
     cfg.condName[TLM_COND_NAME_LEN - 1] = '*';
     EXPECT_EQ(Check("GGG.3", cfg), 1u);
