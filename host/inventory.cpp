@@ -111,8 +111,8 @@ public:
             if (head == "board") {
                 inv_.boardType = v;
             } else {
-                if (v == 0) {
-                    Fail("flow-interval must be at least 1 second");
+                if (v == 0 || v > kMaxFlowInterval) {
+                    Fail("flow-interval must be 1 to " + std::to_string(kMaxFlowInterval) + " seconds");
                 }
                 inv_.flowInterval = v;
             }

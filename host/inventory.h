@@ -4,7 +4,7 @@
 //
 // Text format, one item per line, '#' starts a comment:
 //   board 6                      board type the device reports (6 top of rack, 2 line, 1 main)
-//   flow-interval 30             seconds between if_statistics snapshots and rate updates
+//   flow-interval 30             seconds between if_statistics snapshots and rate updates (1 to 3600)
 //   port   NAME [attributes]     physical port: ifm_port_statistics row
 //   trunk  NAME members=A,B,...  trunk: trunk and trunk_member rows, forwarding type 8
 //   subif  MAIN.N [attributes]   subinterface: if_statistics row of type 0x1
@@ -48,6 +48,9 @@ struct InterfaceDecl {
 
 // An interface of this kind with the kind's interface type, forwarding type, speed and row type.
 InterfaceDecl Declare(IfKind kind, const std::string &name, uint32_t ifindex = 0);
+
+// The device simulates every second of four flow intervals before it starts: an hour at most.
+constexpr uint32_t kMaxFlowInterval = 3600;
 
 struct Inventory {
     uint32_t boardType = 6;

@@ -66,7 +66,8 @@ Device:
   --board N              board type the device reports (default 6, or the inventory's)
   --ports N --trunks N --subifs N --routed N
                          shape of the default inventory (48, 4, 64, 8)
-  --flow-interval S      seconds between if_statistics snapshots (default 30, 10 with --source linux)
+  --flow-interval S      seconds between if_statistics snapshots, 1 to 3600 (default 30,
+                         10 with --source linux)
   --seed N               seed of the traffic model (default 1)
   --jitter PCT           per-second traffic jitter in percent (default 2)
 Subscriptions:
@@ -129,8 +130,8 @@ Options ParseOptions(const std::vector<std::string> &args)
         {"--flow-interval",
          [&](const std::string &v) {
              o.flowInterval = ParseUnsigned32(v);
-             if (o.flowInterval == 0) {
-                 throw std::invalid_argument("must be at least 1");
+             if (o.flowInterval == 0 || o.flowInterval > kMaxFlowInterval) {
+                 throw std::invalid_argument("must be 1 to " + std::to_string(kMaxFlowInterval));
              }
              o.flowGiven = true;
          }},
