@@ -31,13 +31,13 @@ std::string Shown(const std::string &name)
 
 void CheckLine(const host::SensorInfo &sensor, const host::RawRecord &rec, const host::EnvelopeLine &line)
 {
-    fuzz::JsonTree tree(fuzz::ParseStrictJson(line.line.data(), line.line.size()));
-    fuzz::Check(cJSON_IsObject(tree.root), "output line is not one JSON object: " + line.line);
-    const cJSON *name = cJSON_GetObjectItemCaseSensitive(tree.root, "sensor");
+    const fuzz::JsonTree tree = fuzz::ParseStrictJson(line.line.data(), line.line.size());
+    fuzz::Check(cJSON_IsObject(tree.get()), "output line is not one JSON object: " + line.line);
+    const cJSON *name = cJSON_GetObjectItemCaseSensitive(tree.get(), "sensor");
     fuzz::Check(cJSON_IsString(name) && std::strcmp(name->valuestring, sensor.name) == 0, "line names another sensor");
-    const cJSON *list = cJSON_GetObjectItemCaseSensitive(tree.root, "interfaces");
+    const cJSON *list = cJSON_GetObjectItemCaseSensitive(tree.get(), "interfaces");
     if (!line.ok) {
-        fuzz::Check(cJSON_GetObjectItemCaseSensitive(tree.root, "error") != nullptr && list == nullptr,
+        fuzz::Check(cJSON_GetObjectItemCaseSensitive(tree.get(), "error") != nullptr && list == nullptr,
                     "an undecodable envelope without an error: " + line.line);
         return;
     }

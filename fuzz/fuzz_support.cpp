@@ -54,16 +54,15 @@ bool UniqueMembers(const cJSON *item)
 
 } // namespace
 
-cJSON *ParseStrictJson(const char *text, size_t length)
+JsonTree ParseStrictJson(const char *text, size_t length)
 {
     if (length == 0 || std::memchr(text, '\0', length) != nullptr) {
-        return nullptr;
+        return JsonTree(nullptr, cJSON_Delete);
     }
     const char *end = nullptr;
-    cJSON *root = cJSON_ParseWithLengthOpts(text, length, &end, 0);
-    if (root != nullptr && (end != text + length || !UniqueMembers(root))) {
-        cJSON_Delete(root);
-        return nullptr;
+    JsonTree root(cJSON_ParseWithLengthOpts(text, length, &end, 0), cJSON_Delete);
+    if (root != nullptr && (end != text + length || !UniqueMembers(root.get()))) {
+        root.reset();
     }
     return root;
 }

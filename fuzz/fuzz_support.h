@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace fuzz {
@@ -39,18 +40,11 @@ inline void Check(bool ok, const std::string &message)
     }
 }
 
-// A cJSON tree that frees itself.
-struct JsonTree {
-    explicit JsonTree(cJSON *r) : root(r) {}
-    ~JsonTree() { cJSON_Delete(root); }
-    JsonTree(const JsonTree &) = delete;
-    JsonTree &operator=(const JsonTree &) = delete;
-    cJSON *root;
-};
+using JsonTree = std::unique_ptr<cJSON, void (*)(cJSON *)>;
 
 // Parses `text` as exactly one JSON value that takes all of its bytes (no NUL, nothing after it),
 // in which no object names a member twice. Null when it is not such a text.
-cJSON *ParseStrictJson(const char *text, size_t length);
+JsonTree ParseStrictJson(const char *text, size_t length);
 
 } // namespace fuzz
 

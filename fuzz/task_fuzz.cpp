@@ -418,8 +418,7 @@ std::vector<host::DecodedInterface> CheckEnvelope(const Tick &t, const Upload &u
     }
     const bool json = !u.data.empty() && u.data[0] == '{';
     if (json) {
-        fuzz::JsonTree tree(fuzz::ParseStrictJson(u.data.data(), u.data.size()));
-        fuzz::Check(tree.root != nullptr, what + ": JSON message is not exactly one value: " + u.data);
+        fuzz::Check(fuzz::ParseStrictJson(u.data.data(), u.data.size()) != nullptr, what + ": JSON message is not exactly one value: " + u.data);
     } else {
         const pb::Descriptor *root = sensor.model == host::SensorModel::SubifCounters
                                          ? zor::oc::Interfaces::descriptor()
