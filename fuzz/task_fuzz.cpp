@@ -281,20 +281,9 @@ struct Faults {
     bool nameAbsent = false;  // db_get_if_name may answer "value absent" (the name stays empty)
 };
 
-// A store function by number. Releases are left out of the faults: a release that fails leaves
-// its object open whatever the plugin does.
-const std::string &StoreFunction(fuzz::ByteReader &in, bool releases)
+const std::string &StoreFunction(fuzz::ByteReader &in)
 {
-    static const std::vector<std::string> withoutReleases = [] {
-        std::vector<std::string> names;
-        for (const std::string &n : st::FunctionNames()) {
-            if (n.rfind("db_release_", 0) != 0) {
-                names.push_back(n);
-            }
-        }
-        return names;
-    }();
-    const std::vector<std::string> &names = releases ? st::FunctionNames() : withoutReleases;
+    const std::vector<std::string> &names = st::FunctionNames();
     return names[in.U8() % names.size()];
 }
 
@@ -303,7 +292,7 @@ Faults ArmFaults(fuzz::ByteReader &in, const Device &dev)
     Faults f;
     const uint8_t what = in.U8();
     if (what & 1) {
-        const std::string &fn = StoreFunction(in, false);
+        const std::string &fn = StoreFunction(in);
         const uint32_t codes[] = {99, DB_VALUE_ABSENT, DB_NO_RECORD, DB_END_OF_ROWS, DB_OK, 0};
         uint32_t code = codes[(what >> 2) % 6];
         code = (what >> 2) % 6 == 5 ? in.U32() : code;
@@ -317,7 +306,7 @@ Faults ArmFaults(fuzz::ByteReader &in, const Device &dev)
     }
     // Rows that vanish, and clock reads that fail, in the middle of a tick.
     for (uint8_t n = in.U8() % 4; n > 0; --n) {
-        const std::string &fn = StoreFunction(in, true);
+        const std::string &fn = StoreFunction(in);
         const uint64_t nth = in.U16() + 1u;
         const uint8_t victim = in.U8();
         if (victim == 0xFF) {
