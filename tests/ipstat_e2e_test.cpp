@@ -212,4 +212,19 @@ TEST_F(IfStatE2ETest, ZeroSystemIntervalLeavesTheInterfaceOut)
     EXPECT_EQ(standin::CountLog(kZero, 2), 2u);
 }
 
+TEST_F(IfStatE2ETest, ThirtyTwoInterfacesPerMessage)
+{
+    for (uint32_t i = 0; i < 30; ++i) {
+        PutRow(100 + i, 0x10, {Ramp(i, 1), Ramp(0, 0)}, 1);
+        standin::store::PutIf({100 + i, 1, 6, 0, "GE2/0/" + std::to_string(i)});
+    }
+    EXPECT_EQ(TickIfm(kSensor, kNode, 6, Cfg(0)).size(), expected_.size() + 30);
+    ASSERT_EQ(uploads_.size(), 5u); // row type 0x10 as 32 and 1, then one per other row type
+    for (size_t k = 0; k < 2; ++k) {
+        Reported r;
+        DecodeIfm(uploads_[k].data, kNode, r);
+        EXPECT_EQ(r.size(), k == 0 ? 32u : 1u);
+    }
+}
+
 } // namespace

@@ -1,17 +1,27 @@
-// JSON helpers: number and percent texts, printing into framework memory, field tables as members.
+// JSON helpers: number and percent texts, printing into framework memory, field tables as members;
+// the sensor encoders' JSON failure paths.
 #include <cstddef>
-#include <cstdlib>
-#include <random>
 #include <cstring>
+#include <functional>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "encoding/json.h"
+#include "sensors/ipstat/ipstat.h"
+#include "sensors/mibstat/mibstat.h"
+#include "sensors/subif/subif.h"
 #include "support/fixture.h"
 
 namespace {
 
 class JsonTest : public PlatformTest {
 protected:
+    void SetUp() override
+    {
+        PlatformTest::SetUp();
+        root_ = IFM_JSON_AllocObject();
+    }
     void TearDown() override
     {
         IFM_JSON_NodeFree(root_);
@@ -26,7 +36,7 @@ protected:
         MDTLM_FreeBuff(text);
         return out;
     }
-    cJSON *root_ = IFM_JSON_AllocObject();
+    cJSON *root_ = nullptr;
 };
 
 TEST_F(JsonTest, PrintsUnformattedIntoFrameworkMemory)
@@ -123,50 +133,63 @@ TEST_F(JsonTest, TableMembersAreThoseOfTheNumberHelpers)
     IFM_JSON_NodeFree(expected);
 }
 
-// cJSON's allocator counting its blocks, failing from a given call on.
-struct CountingHooks {
-    static inline int live = 0;
-    static inline int callsLeft = -1; // < 0: never fail
-    static void *Alloc(size_t n)
-    {
-        if (callsLeft == 0) {
-            return nullptr;
-        }
-        --callsLeft;
-        ++live;
-        return malloc(n);
-    }
-    static void Free(void *p)
-    {
-        if (p != nullptr) {
-            --live;
-        }
-        free(p);
-    }
-};
-
 TEST_F(JsonTest, FailingCjsonAllocationStopsTheTableWithoutLeaks)
 {
-    cJSON_Hooks hooks{CountingHooks::Alloc, CountingHooks::Free};
     Counters c{{1, 22, 333, 4444, 55555, 666666}, 7, {12.5, 100}};
-    for (int failAt = 0; failAt < 16; ++failAt) {
-        cJSON_InitHooks(&hooks);
-        CountingHooks::live = 0;
-        CountingHooks::callsLeft = -1;
+    for (uint64_t failAt = 1; failAt < 16; ++failAt) {
         cJSON *object = cJSON_CreateObject();
-        CountingHooks::callsLeft = failAt;
+        cjson_hooks::FailAt(failAt);
         const uint32_t ok = IFM_JSON_TableAdd(object, IFM_GpbTable(kCounterRows), &c);
-        CountingHooks::callsLeft = -1;
-        // The members added before the failure stay printable.
+        EXPECT_EQ(ok != 0, !cjson_hooks::Fired()) << failAt;
+        cjson_hooks::FailAt(0);
+        // The members added before the failure stay printable; the fixture counts the blocks.
         char *text = IFM_JSON_EncodeUnformatted(object);
         ASSERT_NE(text, nullptr);
-        const std::string printed = text;
+        EXPECT_EQ(ok != 0, std::string(text).find("out-errors") != std::string::npos) << failAt;
         MDTLM_FreeBuff(text);
-        EXPECT_EQ(ok != 0, printed.find("out-errors") != std::string::npos) << failAt;
         cJSON_Delete(object);
-        EXPECT_EQ(CountingHooks::live, 0) << "fail at allocation " << failAt;
-        cJSON_InitHooks(nullptr);
     }
+}
+
+// Every JSON encoder, failing at each of its cJSON allocations in turn: status 1, nothing handed
+// out, and the half-built document freed whole (the fixture counts cJSON's blocks).
+TEST_F(JsonTest, EncodersFreeTheirDocumentWhenCjsonFails)
+{
+    const std::vector<TlmIfStatData> ip(2);
+    std::vector<IfmTlmMibIfStatData> mib(2);
+    std::vector<L2subifData> subif(3);
+    strcpy(subif[2].ifName, "GE1/0/2");
+    using Encoder = std::function<uint32_t(uint8_t **, uint32_t *)>;
+    const Encoder encoders[] = {
+        [&](uint8_t **d, uint32_t *l) { return IFMPlugin_MDTLM_IfStatEncodeProc(ip.data(), 2, 1, d, l); },
+        [&](uint8_t **d, uint32_t *l) {
+            return IFMPlugin_MDTLM_MibIfStatEncodeProc(mib.data(), 2, 1, d, l, TLM_TYPE_MIB_PORT);
+        },
+        [&](uint8_t **d, uint32_t *l) {
+            return IFMPlugin_MDTLM_MibIfStatEncodeProc(mib.data(), 2, 1, d, l, TLM_TYPE_COMMON_PORT);
+        },
+        [&](uint8_t **d, uint32_t *l) { return IFM_L2subifEncodeProc(subif.data(), 3, 1, d, l); },
+    };
+    for (const Encoder &encode : encoders) {
+        const int64_t live = cjson_hooks::Live();
+        uint64_t failAt = 1;
+        for (;; ++failAt) {
+            uint8_t *data = nullptr;
+            uint32_t len = 0;
+            cjson_hooks::FailAt(failAt);
+            const uint32_t rc = encode(&data, &len);
+            MDTLM_FreeBuff(data);
+            if (!cjson_hooks::Fired()) {
+                EXPECT_EQ(rc, 0u);
+                break;
+            }
+            EXPECT_EQ(rc, 1u) << failAt;
+            EXPECT_TRUE(data == nullptr && len == 0) << failAt;
+            ASSERT_EQ(cjson_hooks::Live(), live) << "cJSON blocks left after failing allocation " << failAt;
+        }
+        EXPECT_GT(failAt, 10u) << "every document takes more than ten cJSON blocks";
+    }
+    cjson_hooks::FailAt(0);
 }
 
 struct Row {

@@ -1,6 +1,7 @@
 // Port rates (two-second-delayed mib counters, trunk sums, common and use rates) and common rates
 // from if_statistics rows, on the stand-in store.
 #include <string>
+#include <utility>
 
 #include "sensors/mibstat/mibstat.h"
 #include "support/fixture.h"
@@ -182,6 +183,31 @@ TEST_F(PortRatesTest, CommonPortRatesAndUseRates)
     standin::store::InjectFault("db_read_obj", 9, 3); // the interval-ago sample
     EXPECT_EQ(IFMPlugin_MDTLM_ReadCommonPhyIfmPortStat(&rec), 1u);
     EXPECT_EQ(standin::CountLog("[ReadCommonPhyIfmPortStat] read interval statistics fail, ifIndex:1", 2), 1u);
+}
+
+TEST_F(PortRatesTest, CommonRatesNeverGoNegativeAndTrunkIntervalsTakeTheLonger)
+{
+    IfmTlmMibIfStatData cur = Record(1), before = Record(1, 300), rec = Record(1);
+    cur.common.receiveBytes = cur.common.sendPackets = 3000;
+    before.common.receiveBytes = before.common.sendPackets = 600;
+    cur.common.sendBytes = cur.common.receivePackets = 1200; // went down since: rate 0
+    before.common.sendBytes = before.common.receivePackets = 1201;
+    IFMPlugin_MDTLM_SubCommonIfStatData(&rec, &cur, &before);
+    EXPECT_EQ(rec.common.inBitRate, 64u); // 2400 / 300 * 8
+    EXPECT_EQ(rec.common.outPacketRate, 8u);
+    EXPECT_EQ(rec.common.outBitRate + rec.common.inPacketRate, 0u);
+
+    // A member's interval-ago figures add only over the same interval; a longer one is taken over.
+    const IfmTlmMibIfStatData member = before;
+    IFMPlugin_MDTLM_AddTwoCommonStatForIntval(&before, &member);
+    EXPECT_EQ(before.common.receiveBytes, 1200u);
+    for (const auto &[interval, kept] : {std::pair{200u, 300u}, {600u, 600u}, {300u, 600u}}) {
+        IfmTlmMibIfStatData other = member;
+        other.flowStatInterval = interval;
+        IFMPlugin_MDTLM_AddTwoCommonStatForIntval(&before, &other);
+        EXPECT_EQ(before.common.receiveBytes, 1200u);
+        EXPECT_EQ(before.flowStatInterval, kept) << interval;
+    }
 }
 
 // if_statistics row (latest at step 0) losing, 300 s back, 600,000 bytes and 3000 packets received

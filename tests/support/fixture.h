@@ -1,6 +1,7 @@
 // Base fixture for tests that run plugin code on the stand-in platform: every test starts from a
-// reset platform and must end with no outstanding framework buffers and no live store objects,
-// apart from what the test declares as kept (cache nodes and interface lists of running tasks).
+// reset platform and must end with no outstanding framework buffers, no live store objects and no
+// cJSON blocks, apart from what the test declares as kept (cache nodes and interface lists of
+// running tasks).
 #ifndef ZOR_TEST_FIXTURE_H
 #define ZOR_TEST_FIXTURE_H
 
@@ -9,6 +10,7 @@
 #include <string>
 
 #include "standin/standin.h"
+#include "support/cjson_hooks.h"
 
 // The text of a logged store failure: "[ERROR]<label> failed, ret = <rc>.".
 inline std::string DbErr(const std::string &label, uint32_t rc)
@@ -22,12 +24,15 @@ protected:
     {
         standin::ResetAll();
         baseline_ = standin::Alloc().outstandingBuffers;
+        cjson_hooks::FailAt(0);
+        cjsonBaseline_ = cjson_hooks::Live();
     }
     void TearDown() override
     {
         if (checkLeaks_) {
             EXPECT_EQ(standin::Alloc().outstandingBuffers, baseline_ + keptBuffers_) << "framework buffers leaked";
             EXPECT_EQ(standin::store::LiveObjects(), 0u) << "store objects leaked";
+            EXPECT_EQ(cjson_hooks::Live(), cjsonBaseline_) << "cJSON blocks leaked";
         }
     }
     // Buffers the test expects to stay allocated at its end (for example cache nodes of a task
@@ -38,6 +43,7 @@ protected:
 private:
     uint64_t baseline_ = 0;
     uint64_t keptBuffers_ = 0;
+    int64_t cjsonBaseline_ = 0;
     bool checkLeaks_ = true;
 };
 
