@@ -5,6 +5,8 @@
  * sizing functions are inline in the header. */
 #include "encoding/gpb.h"
 
+#include <algorithm>
+
 #include "platform/platform.h"
 
 namespace {
@@ -94,7 +96,7 @@ uint32_t IFM_GPB_EncodingReadVarInt(uint64_t *value, const uint8_t *src, uint32_
     if (srcLen == 0) {
         return 0;
     }
-    const uint32_t limit = srcLen < kMaxVarIntBytes ? srcLen : kMaxVarIntBytes;
+    const uint32_t limit = std::min(srcLen, kMaxVarIntBytes);
     uint64_t result = 0;
     uint32_t n = 0;
     uint8_t byte;

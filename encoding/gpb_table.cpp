@@ -55,7 +55,9 @@ constexpr uint32_t kMaxIntegerField = 15;
 
 template <typename T> inline T FieldAt(const uint8_t *record, uint16_t offset)
 {
-    return *reinterpret_cast<const T *>(record + offset);
+    T value;
+    std::memcpy(&value, record + offset, sizeof(value)); /* the field may sit anywhere in the record */
+    return value;
 }
 
 inline const char *TextAt(const uint8_t *record, const GpbField &row)

@@ -201,7 +201,9 @@ public:
         uint32_t length;
         if (row.value == GpbValue::Percent) {
             char percent[IFM_PERCENT_TEXT_LEN];
-            length = IFM_FormatPercentFast(*reinterpret_cast<const double *>(field), percent);
+            double rate;
+            std::memcpy(&rate, field, sizeof(rate));
+            length = IFM_FormatPercentFast(rate, percent);
             std::memcpy(text, percent, length);
         } else {
             const uint64_t value = row.value == GpbValue::U64 ? *reinterpret_cast<const uint64_t *>(field)

@@ -3,6 +3,7 @@
 #ifndef ZOR_IFM_NUMBER_TEXT_H
 #define ZOR_IFM_NUMBER_TEXT_H
 
+#include <cstddef>
 #include <cstdint>
 
 /* Longest decimal text of a u64: 2^64 - 1 has 20 digits. */
@@ -57,8 +58,8 @@ constexpr char kPairs[] = "00010203040506070809"
 
 inline void Put2(char *p, uint32_t v)
 {
-    p[0] = kPairs[v * 2u];
-    p[1] = kPairs[v * 2u + 1u];
+    p[0] = kPairs[static_cast<size_t>(v) * 2u];
+    p[1] = kPairs[static_cast<size_t>(v) * 2u + 1u];
 }
 
 /* Exactly eight digits of v < 10^8; the four pairs do not wait on one another. */

@@ -9,7 +9,8 @@ pkgs=(cmake make g++ pkg-config binutils libcjson-dev libgtest-dev libgmock-dev 
       # the tests create namespaces and links with ip and check scrapes with promtool and prometheus.
       libnl-route-3-dev libcpp-httplib-dev iproute2 prometheus
       clang libclang-rt-14-dev  # clang and its libFuzzer/sanitizer runtimes: the fuzz tree
-      "$@")
+      # static analysis (scripts/lint.sh, in CI) and coverage (scripts/coverage.sh)
+      clang-tidy cppcheck gcovr "$@")
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -1,5 +1,6 @@
 /* Subinterface name conditions: split a subinterface name into its main interface name and
  * subinterface number, and test both against the task's condition. 0 = pass, 1 = skip. */
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -105,7 +106,7 @@ uint32_t IFM_DealNameCondType(const char *pattern, uint16_t patternLen, const ch
         return 1;
     }
     /* The pattern is a condName field: its length never counts beyond the field. */
-    uint32_t len = patternLen > TLM_COND_NAME_LEN ? TLM_COND_NAME_LEN : patternLen;
+    const uint32_t len = std::min<uint32_t>(patternLen, TLM_COND_NAME_LEN);
 
     if (len > 0 && pattern[len - 1] == '*') {
         /* Prefix pattern: the first len - 1 characters of both must agree. */

@@ -1,6 +1,8 @@
 /* Attribute lookups of one interface: name, forwarding type, interface type, speed, trunk members,
  * and the management table's actual-to-logical index mapping. Each call reads the store anew and
  * keeps nothing between calls. */
+#include <algorithm>
+
 #include "core/frm_buffer.h"
 #include "store/db_access.h"
 
@@ -166,7 +168,7 @@ uint32_t IFMPlugin_MDTLM_GetMemIfindexbyIfindex(uint32_t trunkIfIndex, uint32_t 
         IFM_LogDbError("[IFMPlugin_MDTLM_GetMemIfindexbyIfindex]get child count", rc);
         return rc;
     }
-    const uint32_t wanted = children < IFM_TRUNK_MEMBER_CAPACITY ? children : IFM_TRUNK_MEMBER_CAPACITY;
+    const uint32_t wanted = std::min(children, IFM_TRUNK_MEMBER_CAPACITY);
     for (uint32_t i = 0; i < wanted; ++i) {
         rc = db_child_get(child, i);
         if (!IFM_DbOk(rc)) {
@@ -226,7 +228,7 @@ uint32_t IFMPlugin_GetMethLogIfindexByActIfindex(uint32_t *ifIndex)
     if (n > UINT32_MAX / sizeof(IfMgntRootSup)) {
         return 1;
     }
-    FrmBuffer buf(n * static_cast<uint32_t>(sizeof(IfMgntRootSup)));
+    FrmBuffer buf(static_cast<uint64_t>(n) * sizeof(IfMgntRootSup));
     if (!buf) {
         return 1;
     }

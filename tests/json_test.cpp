@@ -133,24 +133,6 @@ TEST_F(JsonTest, TableMembersAreThoseOfTheNumberHelpers)
     IFM_JSON_NodeFree(expected);
 }
 
-TEST_F(JsonTest, FailingCjsonAllocationStopsTheTableWithoutLeaks)
-{
-    Counters c{{1, 22, 333, 4444, 55555, 666666}, 7, {12.5, 100}};
-    for (uint64_t failAt = 1; failAt < 16; ++failAt) {
-        cJSON *object = cJSON_CreateObject();
-        cjson_hooks::FailAt(failAt);
-        const uint32_t ok = IFM_JSON_TableAdd(object, IFM_GpbTable(kCounterRows), &c);
-        EXPECT_EQ(ok != 0, !cjson_hooks::Fired()) << failAt;
-        cjson_hooks::FailAt(0);
-        // The members added before the failure stay printable; the fixture counts the blocks.
-        char *text = IFM_JSON_EncodeUnformatted(object);
-        ASSERT_NE(text, nullptr);
-        EXPECT_EQ(ok != 0, std::string(text).find("out-errors") != std::string::npos) << failAt;
-        MDTLM_FreeBuff(text);
-        cJSON_Delete(object);
-    }
-}
-
 // Every JSON encoder, failing at each of its cJSON allocations in turn: status 1, nothing handed
 // out, and the half-built document freed whole (the fixture counts cJSON's blocks).
 TEST_F(JsonTest, EncodersFreeTheirDocumentWhenCjsonFails)

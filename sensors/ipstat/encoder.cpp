@@ -15,7 +15,7 @@ namespace {
 /* Message levels above the ip-statistics node. */
 const uint32_t kFieldInterfaces = 2; /* root "ifm" -> "interfaces" */
 const uint32_t kFieldInterface = 1;  /* "interfaces" -> "interface" */
-const uint32_t kFieldsPerPart = 8;
+constexpr size_t kFieldsPerPart = 8;
 
 constexpr uint16_t FigureAt(size_t part, size_t field) { return static_cast<uint16_t>(part + field); }
 
@@ -23,14 +23,14 @@ constexpr uint16_t FigureAt(size_t part, size_t field) { return static_cast<uint
 #define IPSTAT_ROW(no, part, field, name)                                                                          \
     {no, GpbValue::U64, FigureAt(offsetof(TlmIfStatData, part), offsetof(TlmIpStatPart, field)), 0, name}
 #define IPSTAT_PART_ROWS(first, part, v)                                                                           \
-    IPSTAT_ROW(first + 0, part, inBytes, "receive-" v "-byte"),                                                    \
-    IPSTAT_ROW(first + 1, part, outBytes, "send-" v "-byte"),                                                      \
-    IPSTAT_ROW(first + 2, part, inPackets, "receive-" v "-packet"),                                                \
-    IPSTAT_ROW(first + 3, part, outPackets, "send-" v "-packet"),                                                  \
-    IPSTAT_ROW(first + 4, part, inBitRate, "receive-" v "-bit-rate"),                                              \
-    IPSTAT_ROW(first + 5, part, outBitRate, "send-" v "-bit-rate"),                                                \
-    IPSTAT_ROW(first + 6, part, inPacketRate, "receive-" v "-packet-rate"),                                        \
-    IPSTAT_ROW(first + 7, part, outPacketRate, "send-" v "-packet-rate")
+    IPSTAT_ROW((first) + 0, part, inBytes, "receive-" v "-byte"),                                                  \
+    IPSTAT_ROW((first) + 1, part, outBytes, "send-" v "-byte"),                                                    \
+    IPSTAT_ROW((first) + 2, part, inPackets, "receive-" v "-packet"),                                              \
+    IPSTAT_ROW((first) + 3, part, outPackets, "send-" v "-packet"),                                                \
+    IPSTAT_ROW((first) + 4, part, inBitRate, "receive-" v "-bit-rate"),                                            \
+    IPSTAT_ROW((first) + 5, part, outBitRate, "send-" v "-bit-rate"),                                              \
+    IPSTAT_ROW((first) + 6, part, inPacketRate, "receive-" v "-packet-rate"),                                      \
+    IPSTAT_ROW((first) + 7, part, outPacketRate, "send-" v "-packet-rate")
 
 /* Fields 1 to 24 of the ip-statistics node, in wire order: total, IPv4, IPv6. */
 constexpr GpbField kIpStatFields[] = {

@@ -48,7 +48,8 @@ struct IfmCommonView {
     uint64_t receiveErrorPackets;
     uint64_t receiveDropPackets;
 };
-static_assert(sizeof(IfmMibView) == 17 * 8 && sizeof(IfmCommonView) == 17 * 8, "17 counter slots");
+static_assert(sizeof(IfmMibView) == 17 * sizeof(uint64_t) && sizeof(IfmCommonView) == 17 * sizeof(uint64_t),
+              "17 counter slots");
 
 struct IfmTlmMibIfStatData {
     uint32_t ifIndex;

@@ -1,8 +1,10 @@
 /* mib-statistics and common-statistics records of physical ports and trunks, read from the
  * ifm_port_statistics rows. Every byte count and bit rate filled here includes a line overhead of
  * MIB_LINE_OVERHEAD_BYTES per packet. */
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <sys/time.h>
 
 #include "sensors/mibstat/mibstat.h"
@@ -90,12 +92,10 @@ const IfmPortStatEntry g_ZorIfmPortStat[4] = {
 
 uint32_t IFMPlugin_MDTLM_ReadIfmPortStatByType(IfmTlmMibIfStatData *record, uint32_t type)
 {
-    for (const IfmPortStatEntry &entry : g_ZorIfmPortStat) {
-        if (entry.type == type) {
-            return entry.fill(record);
-        }
-    }
-    return 0;
+    const IfmPortStatEntry *entry =
+        std::find_if(std::begin(g_ZorIfmPortStat), std::end(g_ZorIfmPortStat),
+                     [type](const IfmPortStatEntry &e) { return e.type == type; });
+    return entry != std::end(g_ZorIfmPortStat) ? entry->fill(record) : 0;
 }
 
 /* ---- mib-statistics, physical port ---- */
