@@ -17,11 +17,14 @@ filters=()
 for d in core runtime selection store encoding sensors; do
   filters+=(--filter "$d/")
 done
-# Throw branches do not exist in the plugin (built without exceptions); branches the compiler
-# adds on lines without a decision (unreachable) are left out.
-common=(-r . --object-directory "$build" "${filters[@]}" --exclude-throw-branches
-        --exclude-unreachable-branches -j "$jobs")
+# One gcov pass into a trace file, then the reports from it. Throw branches do not exist in the
+# plugin (built without exceptions); branches the compiler adds on lines without a decision
+# (unreachable) are left out. CMake's compiler probes are no sources of ours.
+gcovr -r . --object-directory "$build" --exclude-directories '.*/CompilerId' "${filters[@]}" \
+  --exclude-throw-branches --exclude-unreachable-branches -j "$jobs" --json "$build/coverage.json"
 echo "== Lines not run, per file"
-gcovr "${common[@]}" --txt - | sed -n '/^File/,$p'
+gcovr -r . -a "$build/coverage.json" --txt - | sed -n '/^File/,$p'
+echo "== Branches not taken, per file"
+gcovr -r . -a "$build/coverage.json" --branches --txt - | sed -n '/^File/,$p'
 echo "== Plugin proper"
-gcovr "${common[@]}" --print-summary --txt /dev/null
+gcovr -r . -a "$build/coverage.json" --print-summary --txt /dev/null

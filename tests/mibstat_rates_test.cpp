@@ -187,26 +187,29 @@ TEST_F(PortRatesTest, CommonPortRatesAndUseRates)
 
 TEST_F(PortRatesTest, CommonRatesNeverGoNegativeAndTrunkIntervalsTakeTheLonger)
 {
-    IfmTlmMibIfStatData cur = Record(1), before = Record(1, 300), rec = Record(1);
-    cur.common.receiveBytes = cur.common.sendPackets = 3000;
-    before.common.receiveBytes = before.common.sendPackets = 600;
-    cur.common.sendBytes = cur.common.receivePackets = 1200; // went down since: rate 0
-    before.common.sendBytes = before.common.receivePackets = 1201;
-    IFMPlugin_MDTLM_SubCommonIfStatData(&rec, &cur, &before);
-    EXPECT_EQ(rec.common.inBitRate, 64u); // 2400 / 300 * 8
-    EXPECT_EQ(rec.common.outPacketRate, 8u);
-    EXPECT_EQ(rec.common.outBitRate + rec.common.inPacketRate, 0u);
+    // Each counter goes down (1200 now, 1201 an interval ago) in one of the two rounds.
+    for (const bool inDown : {true, false}) {
+        IfmTlmMibIfStatData cur = Record(1), before = Record(1, 300), rec = Record(1);
+        cur.common.receiveBytes = cur.common.sendBytes = cur.common.receivePackets = cur.common.sendPackets = 1200;
+        before.common.receiveBytes = before.common.sendPackets = inDown ? 1201 : 600;
+        before.common.sendBytes = before.common.receivePackets = inDown ? 600 : 1201;
+        IFMPlugin_MDTLM_SubCommonIfStatData(&rec, &cur, &before);
+        const IfmCommonView &c = rec.common;
+        EXPECT_EQ(inDown ? c.inBitRate + c.outPacketRate : c.outBitRate + c.inPacketRate, 0u);
+        EXPECT_EQ(inDown ? c.outBitRate : c.inBitRate, 16u); // 600 / 300 * 8
+        EXPECT_EQ(inDown ? c.inPacketRate : c.outPacketRate, 2u);
+    }
 
     // A member's interval-ago figures add only over the same interval; a longer one is taken over.
-    const IfmTlmMibIfStatData member = before;
-    IFMPlugin_MDTLM_AddTwoCommonStatForIntval(&before, &member);
-    EXPECT_EQ(before.common.receiveBytes, 1200u);
+    IfmTlmMibIfStatData sum = Record(1, 300), member = Record(2, 300);
+    sum.common.receiveBytes = member.common.receiveBytes = 600;
+    IFMPlugin_MDTLM_AddTwoCommonStatForIntval(&sum, &member);
+    EXPECT_EQ(sum.common.receiveBytes, 1200u);
     for (const auto &[interval, kept] : {std::pair{200u, 300u}, {600u, 600u}, {300u, 600u}}) {
-        IfmTlmMibIfStatData other = member;
-        other.flowStatInterval = interval;
-        IFMPlugin_MDTLM_AddTwoCommonStatForIntval(&before, &other);
-        EXPECT_EQ(before.common.receiveBytes, 1200u);
-        EXPECT_EQ(before.flowStatInterval, kept) << interval;
+        member.flowStatInterval = interval;
+        IFMPlugin_MDTLM_AddTwoCommonStatForIntval(&sum, &member);
+        EXPECT_EQ(sum.common.receiveBytes, 1200u);
+        EXPECT_EQ(sum.flowStatInterval, kept) << interval;
     }
 }
 
