@@ -1,7 +1,9 @@
 // Last-sample cache: key hashing and comparison, the shared redundancy check over time, node
-// replacement and failures, and the removal of a task's nodes when it stops.
+// replacement and failures, the removal of a task's nodes when it stops, and what the sensors compare.
 #include <cstring>
 
+#include "sensors/ipstat/ipstat.h"
+#include "sensors/mibstat/mibstat.h"
 #include "support/plugin_state.h"
 
 using standin::CountLog;
@@ -165,4 +167,26 @@ TEST_F(CacheTest, StopRemovesExactlyTheTasksNodes)
     EXPECT_EQ(Elements(), 2u);
     Drop(2, 11);
     Drop(2, 266);
+}
+
+// The sensors' comparisons: every one of the 24 ip-statistics words counts; mib-statistics
+// compares its 14 counter slots, common-statistics all 17, and the use rates never count.
+TEST(SampleComparisonTest, EveryComparedWordCounts)
+{
+    uint64_t cached[24] = {}, sample[24] = {};
+    EXPECT_EQ(IFMPlugin_MDTLM_CompIfStatData(cached, sample), 1u);
+    for (uint64_t &word : sample) {
+        word = 1;
+        EXPECT_EQ(IFMPlugin_MDTLM_CompIfStatData(cached, sample), 0u) << &word - sample;
+        word = 0;
+    }
+    IfmTlmMibIfStatData a{}, b{};
+    b.inUseRate = b.outUseRate = 50;
+    for (uint32_t i = 0; i < 17; ++i) {
+        b.slots[i] = 1;
+        EXPECT_EQ(IFMPlugin_MDTLM_CompMibIfStatData(a.slots, b.slots, TLM_TYPE_MIB_PORT), i < 14 ? 0u : 1u) << i;
+        EXPECT_EQ(IFMPlugin_MDTLM_CompMibIfStatData(a.slots, b.slots, TLM_TYPE_COMMON_PORT), 0u) << i;
+        b.slots[i] = 0;
+    }
+    EXPECT_EQ(IFMPlugin_MDTLM_CompMibIfStatData(a.slots, b.slots, TLM_TYPE_COMMON_IF_1), 1u);
 }

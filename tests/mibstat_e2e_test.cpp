@@ -106,6 +106,7 @@ TEST_F(MibE2eTest, MibRoundInBothEncodings)
     EXPECT_EQ(standin::CountLog("read mib ifm port stat error, ifIndex:9", 2), 1u);
     EXPECT_EQ(standin::CountLog("[ReadMibTrunkIfmPortStat]get memberIfindexes fail, ifIndex:101", 2), 1u);
     EXPECT_EQ(gpb.at("Vlanif10").at("receive-byte"), "600000"); // latest, no overhead
+    EXPECT_EQ(gpb.at("Vlanif10").at("send-packet"), "3000");
     EXPECT_EQ(gpb.at("Vlanif10").at("receive-unicast-packet"), "0");
     EXPECT_EQ(Mib(12, Cfg(1)), gpb);
 }

@@ -118,6 +118,15 @@ TEST_F(PortRatesTest, MibEdgeSamples)
         ExpectMibBase(rec, c.expectedBase);
     }
     EXPECT_EQ(standin::CountLog("CalPhyIfmPortStat check ifIndex:7 last_inpkts:3000 report_inpkts:3000.", 1), 1u);
+
+    // Only the sent packets went down since pre1s: that estimate alone is implausible enough.
+    PutPort(7, kRising);
+    standin::store::FindPortStat(7)->steps[2].out_packets = 5;
+    standin::SetClockUs(kL + 1500000);
+    rec = Record(7);
+    ASSERT_EQ(IFMPlugin_MDTLM_ReadMibPhyIfmPortStat(&rec), 0u);
+    EXPECT_EQ(rec.mib.sendPackets, 5u);
+    EXPECT_EQ(rec.mib.receivePackets, 12000u);
 }
 
 TEST_F(PortRatesTest, MibFailingSampleReadFailsTheRecord)
