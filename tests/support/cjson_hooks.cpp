@@ -1,8 +1,9 @@
-#include "support/cjson_hooks.h"
-
+// cJSON's allocator routed through counting hooks (declared in fixture.h).
 #include <cjson/cJSON.h>
 
 #include <cstdlib>
+
+#include "support/fixture.h"
 
 namespace {
 

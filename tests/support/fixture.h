@@ -10,7 +10,14 @@
 #include <string>
 
 #include "standin/standin.h"
-#include "support/cjson_hooks.h"
+
+// cJSON's allocator for the whole test program (support/cjson_hooks.cpp, installed before main):
+// cJSON's memory is not framework memory, so its blocks are counted on their own.
+namespace cjson_hooks {
+int64_t Live();            // blocks allocated and not yet freed
+void FailAt(uint64_t nth); // the nth cJSON allocation from now fails, once; 0 disarms
+bool Fired();              // the armed failure has happened since the last FailAt
+} // namespace cjson_hooks
 
 // The text of a logged store failure: "[ERROR]<label> failed, ret = <rc>.".
 inline std::string DbErr(const std::string &label, uint32_t rc)
