@@ -9,8 +9,11 @@ build=build-coverage
 jobs=${JOBS:-2}
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DZOR_BUILD_BENCH=OFF -DCMAKE_C_FLAGS=--coverage \
   -DCMAKE_CXX_FLAGS=--coverage -DCMAKE_EXE_LINKER_FLAGS=--coverage -DCMAKE_SHARED_LINKER_FLAGS=--coverage >/dev/null
+# Counts of this run only: stale ones go before the build, and those of the build's own runs of
+# the test programs (listing their tests) after it.
+find "$build" -name '*.gcda' -delete
 cmake --build "$build" -j "$jobs"
-find "$build" -name '*.gcda' -delete # counts of this run only
+find "$build" -name '*.gcda' -delete
 (cd "$build" && ctest -j "$jobs" --output-on-failure "$@" | tail -3)
 
 filters=()
