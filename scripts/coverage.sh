@@ -30,4 +30,6 @@ gcovr -r . -a "$build/coverage.json" --txt - | sed -n '/^File/,$p'
 echo "== Branches not taken, per file"
 gcovr -r . -a "$build/coverage.json" --branches --txt - | sed -n '/^File/,$p'
 echo "== Plugin proper"
-gcovr -r . -a "$build/coverage.json" --print-summary --txt /dev/null
+# The full report goes to a file in the build tree: gcovr replaces its --txt target, so naming
+# /dev/null there would turn it into a regular file.
+gcovr -r . -a "$build/coverage.json" --print-summary --txt "$build/coverage.txt"
