@@ -8,6 +8,27 @@ cd "$(dirname "$0")/.."
 scripts/deps.sh
 jobs=$(nproc)
 
+# Every CTest run goes through run_ctest, which adds its counts to the closing summary line.
+passed=0
+failed=0
+run_ctest() {
+  local dir=$1 log rc
+  shift
+  log=$(mktemp)
+  set +e
+  (cd "$dir" && ctest --output-on-failure "$@") 2>&1 | tee "$log"
+  rc=${PIPESTATUS[0]}
+  set -e
+  local line total bad
+  line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$log" | tail -n 1)
+  rm -f "$log"
+  total=$(sed -E 's/.*out of ([0-9]+).*/\1/' <<<"$line")
+  bad=$(sed -E 's/.*passed, ([0-9]+) tests failed.*/\1/' <<<"$line")
+  passed=$((passed + ${total:-0} - ${bad:-0}))
+  failed=$((failed + ${bad:-0}))
+  [ "$rc" -eq 0 ] || { echo "total: $passed passed, $failed failed"; exit "$rc"; }
+}
+
 # ---- The plugin alone, as a device build makes it: only the C++ compiler, CMake and cJSON.
 # GoogleTest, protobuf, Google Benchmark and Threads are disabled for find_package, so a
 # plugin-only configuration that reached for one of them would fail here. CTest then runs the
@@ -23,7 +44,7 @@ built=$(cd build-plugin && find . -name '*.so*' -o -type f -perm -u+x -name 'zor
 if [ "$built" != "./libzor_ifm-telemetry-plugin.so ./libzor_ifm-telemetry-plugin.so.1 ./libzor_ifm-telemetry-plugin.so.1.0.0 " ]; then
   echo "plugin-only build made more than the plugin: $built"; exit 1
 fi
-(cd build-plugin && ctest --output-on-failure)
+run_ctest build-plugin
 echo "plugin-only build and checks: $(($(date +%s) - start)) s"
 
 # The Release tree installs under /usr so that its packages use the multiarch library directory.
@@ -62,22 +83,25 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 # sanitizers); soak_short runs the soak for 10000 simulated seconds (3000 under the sanitizers).
 # scripts/soak.sh runs the full soak.
 echo "== Release build"
-(cd build && ctest --output-on-failure -j "$jobs" -LE real-system)
+run_ctest build -j "$jobs" -LE real-system
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
-(cd build-asan && ctest --output-on-failure -j "$jobs" -LE real-system)
+run_ctest build-asan -j "$jobs" -LE real-system
 
 # == The host on the machine itself (label real-system, about a minute; needs root):
 #    zor_host --source linux in network namespaces the tests create (veth traffic, link changes,
 #    bond and VLAN where the kernel has them, --netns), in both builds; and the Prometheus endpoint
 #    checked by promtool and scraped for 30 s by a Prometheus server on loopback (Release only).
 echo "== Host on this machine's links and with Prometheus (Release)"
-(cd build && ctest --output-on-failure -j "$jobs" -L real-system)
+run_ctest build -j "$jobs" -L real-system
 echo "== Host on this machine's links (AddressSanitizer + UndefinedBehaviorSanitizer)"
-(cd build-asan && ctest --output-on-failure -j "$jobs" -L real-system -E '^HostPrometheus')
+run_ctest build-asan -j "$jobs" -L real-system -E '^HostPrometheus'
 
 # ---- Fuzzing: the libFuzzer tree (clang, ASan + UBSan, build-fuzz/) runs every fuzz target for
 # ZOR_FUZZ_SECONDS (50 s) from its checked-in corpus, two at a time; about 3 minutes with the build.
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZOR_FUZZ=ON >/dev/null
 cmake --build build-fuzz -j "$jobs"
 echo "== Fuzz targets (libFuzzer), a bounded run each"
-(cd build-fuzz && ctest --output-on-failure -j "$jobs")
+run_ctest build-fuzz -j "$jobs"
+
+echo
+echo "total: $passed passed, $failed failed"
