@@ -32,9 +32,9 @@ while IFS= read -r line || [ -n "$line" ]; do
   case "$line" in
     '@ '*)
       cur=${#files[@]}
-      spec=${line#@ }
-      files+=("${spec%% | *}")
-      descs+=("${spec#* | }")
+      head=${line#@ }
+      files+=("${head%% | *}")
+      descs+=("${head#* | }")
       origs+=("")
       reps+=("")
       ;;
