@@ -14,7 +14,7 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DZOR_BUILD_BENCH=OFF -DCMAKE_C_
 find "$build" -name '*.gcda' -delete
 cmake --build "$build" -j "$jobs"
 find "$build" -name '*.gcda' -delete
-(cd "$build" && ctest -j "$jobs" --output-on-failure "$@" | tail -3)
+(cd "$build" && ctest -j "$jobs" --output-on-failure "$@" | sed -n '/tests passed/,$p')
 
 filters=()
 for d in core runtime selection store encoding sensors; do
