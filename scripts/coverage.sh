@@ -3,6 +3,8 @@
 # sensors/) from every CTest test (unit, end-to-end, host, and any corpus replay registered with
 # CTest), measured in a separate Debug tree built with gcc --coverage (build-coverage/).
 #   scripts/coverage.sh [CTEST_ARGS...]    e.g. scripts/coverage.sh -R Json
+# Without arguments the tests labelled real-system (the host on this machine's links, timed in
+# real time and too slow to keep time in this tree) are left out.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=build-coverage
@@ -14,6 +16,7 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DZOR_BUILD_BENCH=OFF -DCMAKE_C_
 find "$build" -name '*.gcda' -delete
 cmake --build "$build" -j "$jobs"
 find "$build" -name '*.gcda' -delete
+[ $# -gt 0 ] || set -- -LE real-system
 (cd "$build" && ctest -j "$jobs" --output-on-failure "$@" | sed -n '/tests passed/,$p')
 
 filters=()
