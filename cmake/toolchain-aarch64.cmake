@@ -9,6 +9,9 @@ set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+# pkg-config (libnl-route-3 and cpp-httplib of the host) must describe the arm64 libraries, not the
+# build machine's.
+set(ENV{PKG_CONFIG_LIBDIR} "/usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig")
 
 # Test programs and the host run under qemu-user; CTest, the GoogleTest discovery (at test time,
 # not at build time) and the host tests go through it. They run with the multiarch C library
