@@ -27,10 +27,11 @@ inline const void *IFM_MibSample(const IfmTlmMibIfStatData *record) { return rec
 
 /* Records are built in their slot of the batch array, which the batch loop hands over zeroed, so
  * that a kept record needs no working copy; a skipped row's slot is zeroed again for the next row.
- * Name, name filter and last-sample cache decide; true when the record is kept. */
-bool IFM_MibKeepRecord(IfmTaskRound *round, IfmTlmMibIfStatData *record, uint32_t type)
+ * A record whose read failed (`readRc` non-zero) is dropped; otherwise name, name filter and
+ * last-sample cache decide. True when the record is kept. */
+bool IFM_MibKeepRecord(IfmTaskRound *round, IfmTlmMibIfStatData *record, uint32_t type, uint32_t readRc)
 {
-    if (IFMPlugin_GetIfNamebyIfindex(record->ifIndex, record->ifName) == 0 &&
+    if (readRc == 0 && IFMPlugin_GetIfNamebyIfindex(record->ifIndex, record->ifName) == 0 &&
         IFMPlugin_MDTLM_IfStatFilter(record->ifName, round->taskCfg) == 0 &&
         !IFMPlugin_MDTLM_IsMibIfStatRedundant(round, record, type)) {
         return true;
@@ -149,9 +150,7 @@ uint32_t IFMPlugin_MDTLM_GetMibIfStatData(IfmTaskRound *round, const IfStatBaseI
             const bool mibRow = type == TLM_TYPE_MIB_IF_1 || type == TLM_TYPE_MIB_IF_2;
             const uint32_t ret = mibRow ? IFMPlugin_MDTLM_GetMibIfStat(&rows[i], work)
                                         : IFMPlugin_MDTLM_GetCommonIfStat(&rows[i], work);
-            if (ret != 0) {
-                *work = IfmTlmMibIfStatData{};
-            } else if (IFM_MibKeepRecord(round, work, type)) {
+            if (IFM_MibKeepRecord(round, work, type, ret)) {
                 ++n;
             }
         }
@@ -183,9 +182,7 @@ uint32_t IFMPlugin_MDTLM_GetMibIfmPortStatData(IfmTaskRound *round, const IfmPor
         }
         IfmTlmMibIfStatData *work = &records[n];
         work->ifIndex = ifIndex;
-        if (IFMPlugin_MDTLM_ReadIfmPortStatByType(work, type) != 0) {
-            *work = IfmTlmMibIfStatData{};
-        } else if (IFM_MibKeepRecord(round, work, type)) {
+        if (IFM_MibKeepRecord(round, work, type, IFMPlugin_MDTLM_ReadIfmPortStatByType(work, type))) {
             ++n;
         }
     }
